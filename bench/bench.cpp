@@ -1,0 +1,118 @@
+// Throughput and memory of conversions: a generated DST of 2,000,000 stitches goes to
+// DST and to every other writable format. Prints stitches per second and peak memory.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "conversion/formats/formats.h"
+#include "tavlin/stitch_files.h"
+#include "tavlin/tavlin.h"
+
+#ifdef __linux__
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
+namespace {
+
+constexpr long kStitches = 2'000'000;
+
+// A DST with colour changes every 10,000 records, a jump every 50, and moves up to 121.
+void WriteBenchDesign(const std::string& path) {
+  std::ofstream out(path, std::ios::binary);
+  std::string header(512, ' ');
+  out.write(header.data(), 512);
+  std::string chunk;
+  unsigned seed = 12345;
+  long x = 0, y = 0;
+  for (long i = 0; i < kStitches; ++i) {
+    seed = seed * 1103515245u + 12345u;
+    int dx = static_cast<int>((seed >> 8) % 243) - 121;
+    int dy = static_cast<int>((seed >> 16) % 243) - 121;
+    // Keep the design inside the 16-bit sums.
+    if ((x > 20000 && dx > 0) || (x < -20000 && dx < 0)) dx = -dx;
+    if ((y > 20000 && dy > 0) || (y < -20000 && dy < 0)) dy = -dy;
+    x += dx;
+    y += dy;
+    int16_t kind = tavlin::KindStitch;
+    if (i % 10'000 == 9'999) {
+      kind = tavlin::KindColour;
+    } else if (i % 50 == 49) {
+      kind = tavlin::KindJump;
+    }
+    uint8_t record[3];
+    tavlin::EncodeTernary(kind, static_cast<int16_t>(dy),
+                          static_cast<int16_t>(dx), record);
+    chunk.append(reinterpret_cast<const char*>(record), 3);
+    if (chunk.size() >= 1 << 16) {
+      out.write(chunk.data(), static_cast<std::streamsize>(chunk.size()));
+      chunk.clear();
+    }
+  }
+  chunk.append("\x00\x00\xF3", 3);
+  out.write(chunk.data(), static_cast<std::streamsize>(chunk.size()));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  namespace fs = std::filesystem;
+  // --write PATH: only write the design, for profiling a conversion by hand.
+  if (argc == 3 && std::string(argv[1]) == "--write") {
+    WriteBenchDesign(argv[2]);
+    return 0;
+  }
+  const fs::path dir = fs::temp_directory_path() / ("tavlin-bench-" + std::to_string(getpid()));
+  fs::create_directories(dir);
+  const std::string source = (dir / "bench.DST").string();
+  WriteBenchDesign(source);
+  std::printf("source: %ld stitches, %lld bytes\n", kStitches,
+              static_cast<long long>(fs::file_size(source)));
+  std::printf("%-6s %14s %10s %12s\n", "to", "stitches/s", "seconds", "peak RSS");
+  int failures = 0;
+  for (const tavlin::FormatInfo& format : tavlin::StitchFormats()) {
+    if (!format.writes || format.fileEnd.empty() || format.fileEnd == "   ") continue;
+    const std::string dest = (dir / ("out." + format.fileEnd)).string();
+    if (format.code == 5 || format.code == 9) {
+      // A wrapper holds its length in a 16-bit number: at most 32,767 bytes.
+      std::printf("%-6s %14s\n", format.fileEnd.c_str(), "n/a (files end at 32,767 bytes)");
+      continue;
+    }
+    std::fflush(stdout);
+    // Each conversion in a child process, so its peak memory is its own.
+    const pid_t child = fork();
+    if (child == 0) {
+      tavlin::Tavlin tavlin;
+      // The best of three runs: the machine is shared, and noise only ever adds time.
+      int result = 0;
+      double seconds = 1e9;
+      for (int run = 0; run < 3 && result == 0; ++run) {
+        const auto start = std::chrono::steady_clock::now();
+        result = tavlin::ConvertStitchFiles(source, dest);
+        seconds = std::min(seconds, std::chrono::duration<double>(
+                                        std::chrono::steady_clock::now() - start)
+                                        .count());
+      }
+      rusage usage{};
+      getrusage(RUSAGE_SELF, &usage);
+      if (result != 0) {
+        std::printf("%-6s failed with code %d\n", format.fileEnd.c_str(), result);
+        std::fflush(stdout);
+        std::_Exit(1);
+      }
+      std::printf("%-6s %14.0f %10.3f %9ld KiB\n", format.fileEnd.c_str(), kStitches / seconds,
+                  seconds, usage.ru_maxrss);
+      std::fflush(stdout);
+      std::_Exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) ++failures;
+  }
+  fs::remove_all(dir);
+  return failures == 0 ? 0 : 1;
+}

@@ -1,0 +1,61 @@
+// tavlin convert SOURCE DEST: one stitch file into another format, by extension.
+#include <filesystem>
+#include <string>
+
+#include "common.h"
+#include "tavlin/stitch_files.h"
+#include "tavlin/tavlin.h"
+#include "verbs.h"
+
+namespace tavlin::cli {
+
+namespace {
+
+// A format this build reads (or writes), or the words saying why not.
+std::string RefusedFormat(const std::string& path, bool forReading) {
+  const int16_t code = FindFormatCode(path);
+  if (code == -2) return "the extension of " + path + " names no stitch format";
+  for (const FormatInfo& f : StitchFormats()) {
+    if (f.code != code) continue;
+    if (forReading ? f.reads : f.writes) return {};
+    return std::string("this build does not ") + (forReading ? "read " : "write ") +
+           (f.fileEnd.empty() ? f.extension : f.fileEnd) + " files";
+  }
+  return "the extension of " + path + " names no stitch format";
+}
+
+}  // namespace
+
+void AddConvert(CLI::App& app, int& exitCode) {
+  auto* verb = app.add_subcommand("convert", "Convert a stitch file to another format, "
+                                             "chosen by the destination's extension");
+  auto source = std::make_shared<std::string>();
+  auto dest = std::make_shared<std::string>();
+  auto maxStitch = std::make_shared<int>(50);
+  verb->add_option("SOURCE", *source, "the stitch file to read")->required();
+  verb->add_option("DEST", *dest, "the stitch file to write")->required();
+  verb->add_option("--max-stitch-length", *maxStitch,
+                   "longest piece of a split move, 20 to 121 (0.1 mm)")
+      ->check(CLI::Range(20, 121));
+  verb->callback([source, dest, maxStitch, &exitCode] {
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(*source, ec)) {
+      exitCode = Fail("cannot convert " + *source + ": file not found (code 53)");
+      return;
+    }
+    for (const std::string& why : {RefusedFormat(*source, true), RefusedFormat(*dest, false)}) {
+      if (!why.empty()) {
+        exitCode = Fail("cannot convert " + *source + ": " + why);
+        return;
+      }
+    }
+    Tavlin tavlin;
+    tavlin.MaxStitchLen(static_cast<int16_t>(*maxStitch));
+    const int result = ConvertSafely(*source, *dest, MakeProgressBar());
+    if (result != 0) {
+      exitCode = Fail("cannot convert " + *source + " to " + *dest + ": " + CodeInWords(result));
+    }
+  });
+}
+
+}  // namespace tavlin::cli

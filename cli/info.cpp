@@ -1,0 +1,64 @@
+// tavlin info FILE: what a stitch file holds, read through its decoder.
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "common.h"
+#include "tavlin/stitch_files.h"
+#include "verbs.h"
+
+namespace tavlin::cli {
+
+namespace {
+
+std::string FormatName(int16_t code) {
+  for (const FormatInfo& f : StitchFormats()) {
+    if (f.code == code) return f.fileEnd.empty() ? f.extension : f.fileEnd;
+  }
+  return "unknown";
+}
+
+}  // namespace
+
+void AddInfo(CLI::App& app, int& exitCode) {
+  auto* verb = app.add_subcommand("info", "Show what a stitch file holds: counts and extents");
+  auto file = std::make_shared<std::string>();
+  auto json = std::make_shared<bool>(false);
+  verb->add_option("FILE", *file, "the stitch file")->required();
+  verb->add_flag("--json", *json, "print JSON");
+  verb->callback([file, json, &exitCode] {
+    DesignSummary s;
+    const int result = SummariseDesign(*file, s);
+    if (result != 0) {
+      exitCode = Fail("cannot read " + *file + ": " + CodeInWords(result));
+      return;
+    }
+    if (*json) {
+      nlohmann::ordered_json out = {
+          {"file", *file},
+          {"format", FormatName(s.format)},
+          {"code", s.format},
+          {"records", s.records},
+          {"stitches", s.stitches},
+          {"jumps", s.jumps},
+          {"colour_changes", s.colourChanges},
+          {"other", s.others},
+          {"extents_mm",
+           {{"+X", s.plusX / 10}, {"-X", s.minusX / 10}, {"+Y", s.plusY / 10},
+            {"-Y", s.minusY / 10}}},
+      };
+      std::cout << out.dump(2) << "\n";
+      return;
+    }
+    std::cout << "file            " << *file << "\n"
+              << "format          " << FormatName(s.format) << " (code " << s.format << ")\n"
+              << "records         " << s.records << "\n"
+              << "stitches        " << s.stitches << "\n"
+              << "jumps           " << s.jumps << "\n"
+              << "colour changes  " << s.colourChanges << "\n"
+              << "other records   " << s.others << "\n"
+              << "extents (mm)    +X " << Millimetres(s.plusX) << "  -X " << Millimetres(s.minusX)
+              << "  +Y " << Millimetres(s.plusY) << "  -Y " << Millimetres(s.minusY) << "\n";
+  });
+}
+
+}  // namespace tavlin::cli

@@ -1,0 +1,135 @@
+// The running state of one conversion: the in-flight step and every counter that the
+// frame and the format rules share. It lives for one call of ConvertStitchFile.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "conversion/buffered_file.h"
+#include "public/shared_record.h"
+
+namespace tavlin {
+
+enum StepKindCode : int16_t {
+  KindStitch = 0,
+  KindJump = 1,
+  KindColour = 2,
+  KindMark = 3,
+  KindTrim = 20,
+  KindNeedle = 23,   // 23 to 30: a colour change that names a needle
+  KindSeven = 71,
+};
+
+// The format codes the frame itself tells apart.
+enum FormatCode : int16_t {
+  kCodeRefused = -2,
+  kCodeDst = 0,
+  kCodeDsb = 1,
+  kCodeDsz = 2,
+  kCodeKsm = 3,
+  kCodeQep = 4,
+  kCodeT01 = 5,
+  kCodeCnd = 6,
+  kCodeExp = 7,
+  kCodeQcd = 8,
+  kCodeT03 = 9,
+  kCode10o = 10,
+  kCodeEmnet = 11,
+  kCodeVst = 12,
+  kCodeXxx = 13,
+  kCodeEmd = 14,
+  kCodeJef = 15,
+  kCodeSew = 16,
+  kCodeUFile = 17,
+  kCodePes = 18,
+  kCodePcm = 19,
+  kCodePcs = 20,
+  kCodeHus = 21,
+  kCodeVip = 22,
+  kCodeShv = 23,
+};
+
+struct StitchStep {
+  int16_t StepX = 0;
+  int16_t StepY = 0;  // up positive
+  int16_t StepKind = KindStitch;
+};
+
+// What a pass over the source starts afresh: a PES destination runs the source three
+// times, and each pass begins from these values.
+struct PassCounters {
+  StitchStep step;
+
+  double PosX = 0, PosY = 0;  // PosY grows downward
+  int16_t SumX = 0, SumY = 0;  // Y up
+  int32_t MaxSumX = 0, MinSumX = 0, MaxSumY = 0, MinSumY = 0;
+  double MaxPosX = 0, MinPosX = 0, MaxPosY = 0, MinPosY = 0;
+  int32_t EndX = 0, EndY = 0;
+  int32_t StitchCount = 0;
+  int32_t RecordCount = 2;
+  int16_t ColourIndex = 1;
+  std::array<int32_t, 301> ColourCounts{};
+  int32_t PassRecords = 0;
+  int16_t PrevKind = KindStitch;
+  bool TrimPending = false;
+  bool PendingStop = false;
+  int16_t NeedleRotor = 1;
+
+  // Splitting of a long step.
+  bool Splitting = false;
+  int16_t SavedKind = KindStitch;
+  int32_t PartCount = 0, PartDone = 0;
+  int16_t PartX = 0, PartY = 0, RestX = 0, RestY = 0;
+
+  // Runs of DST jumps that stand for a trim.
+  int32_t JumpRun = 0;
+  bool FirstJumpRun = true;
+
+  // A source opening that hands over a first step to write at once.
+  bool FirstStepReady = false;
+};
+
+struct ConversionRun : PassCounters {
+  explicit ConversionRun(SharedRecord& record) : shared(record) {}
+
+  SharedRecord& shared;
+  int16_t SourceType = 0;
+  int16_t DestType = 0;
+  int16_t OriginalSourceType = 0;  // before a T01/T03 wrapper changed it
+  int16_t OriginalDestType = 0;
+  bool SourceWrapped = false;
+  bool DestWrapped = false;
+  std::string ResolvedSource;
+  std::string ResolvedDest;
+  std::string DesignName;  // VST: the name of the design
+
+  BufferedFile source;
+  BufferedFile dest;
+
+  std::array<int16_t, 129> ColourList{};
+  int32_t LoopCycles = 1;
+  bool TurnDesign = false;
+  int16_t OriginX = 0, OriginY = 0;
+
+  // PES passes.
+  int Pass = 1;
+  int PassCount = 1;
+  bool MeasuringPass = false;
+  bool PesTurned = false;
+  bool DesignTurned = false;
+  int16_t HoopCode = 0;
+
+  // Reads one whole record; false at end of file (a partial record is dropped).
+  bool ReadRecord(uint8_t* out, size_t n) { return source.Read(out, n) == n; }
+  void WriteBytes(const uint8_t* bytes, size_t n) { dest.Write(bytes, n); }
+  void WriteBytes(std::string_view bytes) { dest.Write(bytes); }
+
+  // ColourIndex + 1, with the overflow of a 16-bit number.
+  void NextColour();
+};
+
+// Writes n copies of a byte to the destination.
+void WriteRepeated(ConversionRun& run, uint8_t byte, size_t n);
+
+}  // namespace tavlin

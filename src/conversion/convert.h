@@ -1,0 +1,23 @@
+// ConvertStitchFile: streams a stitch file of one format into another, one record at a
+// time, and fills in what depends on the whole design by seeking back at the end.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "public/shared_record.h"
+
+namespace tavlin {
+
+// Results besides 0 (done) and 1 (a name is empty, nothing touched).
+constexpr int16_t kResultHoopTooSmall = -100;
+constexpr int16_t kResultOutOfRange = -17005;
+
+// sourceType and destType are changed from T01/T03 to DST/DSB when a wrapper is read
+// or written. On any result but 0 and 1 the destination is deleted. A code with no
+// reader or writer in this build gives 5 before anything is touched.
+int16_t ConvertStitchFile(SharedRecord& shared, int16_t& sourceType, int16_t& destType,
+                          const std::string& sourceFile, const std::string& destFile,
+                          std::string& resolvedSource);
+
+}  // namespace tavlin

@@ -1,0 +1,21 @@
+// Reading a stitch file step by step through its decoder, without writing anything:
+// what `tavlin info` and the demo's read-back use to see what a file holds.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "public/shared_record.h"
+#include "tavlin/stitch_files.h"
+
+namespace tavlin {
+
+using DecodedStep = DesignStep;
+
+// Streams the file's steps to the visitor in order. Returns 0, or the run-time code
+// that stopped the reading (5 for a format this build can't read).
+int16_t ReadDesignSteps(SharedRecord& shared, const std::string& path,
+                        const std::function<void(const DecodedStep&)>& visit);
+
+}  // namespace tavlin

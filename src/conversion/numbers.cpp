@@ -1,0 +1,43 @@
+#include "conversion/numbers.h"
+
+#include <cmath>
+
+#include "platform/run_time_error.h"
+
+namespace tavlin {
+
+int16_t Bytes2ToInt(std::string_view bytes) {
+  if (bytes.empty()) throw RunTimeError(kInvalidCall);
+  const int value = ByteAt(bytes, 0) + 256 * ByteAt(bytes, bytes.size() - 1);
+  return static_cast<int16_t>(value > 32767 ? value - 65536 : value);
+}
+
+std::string IntToBytes2(double value) {
+  const double whole = std::trunc(value);
+  if (!(whole >= -32768.0 && whole <= 65535.0)) throw RunTimeError(kOverflow);
+  int v = static_cast<int>(whole);
+  if (v < 0) v += 65536;
+  return {static_cast<char>(v & 0xFF), static_cast<char>(v >> 8)};
+}
+
+int32_t Bytes4ToInt(std::string_view bytes) {
+  if (bytes.size() != 4) throw RunTimeError(kInvalidCall);
+  uint32_t v = 0;
+  for (size_t i = 0; i < 4; ++i) v |= uint32_t{ByteAt(bytes, i)} << (8 * i);
+  return static_cast<int32_t>(v);
+}
+
+std::string IntToBytes4(double value) {
+  const double whole = std::trunc(value);
+  if (!(whole >= -2147483648.0 && whole <= 4294967295.0)) throw RunTimeError(kOverflow);
+  const auto v = static_cast<uint32_t>(static_cast<int64_t>(whole));
+  return {static_cast<char>(v & 0xFF), static_cast<char>((v >> 8) & 0xFF),
+          static_cast<char>((v >> 16) & 0xFF), static_cast<char>(v >> 24)};
+}
+
+std::string FileNameOf(std::string_view path) {
+  const size_t cut = path.find_last_of("\\/");
+  return std::string(cut == std::string_view::npos ? path : path.substr(cut + 1));
+}
+
+}  // namespace tavlin

@@ -1,0 +1,22 @@
+// The 512-byte text header of the DST family, written over the 512 spaces that held
+// its place once the whole design has been seen.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "conversion/conversion_run.h"
+
+namespace tavlin {
+
+// The machine tag for a destination path, by its last character ("TAJ" for ...T).
+std::string MachineTag(std::string_view destPath);
+
+// A number as its decimal text (a leading blank unless negative), right-aligned and
+// cut to the field's width from the right.
+std::string HeaderNumber(double value, size_t width);
+
+// Writes the header fields at offset 0 and the two centre values at offset 499.
+void WriteTextHeader(ConversionRun& run);
+
+}  // namespace tavlin

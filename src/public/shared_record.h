@@ -1,0 +1,66 @@
+// The shared record: the working fields that the disc, conversion and colour routines
+// read and write. One per thread; every Tavlin object on a thread shares it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/drives.h"
+#include "tavlin/progress.h"
+
+namespace tavlin {
+
+constexpr size_t kSectorBufferBytes = 1092;
+constexpr size_t kListSlots = 129;
+
+// What the design-file service holds between its calls.
+struct DesignServiceState {
+  bool initialised = false;
+  std::string loadedPath;
+  int32_t errorCode = 0;
+  bool diskOpen = false;
+};
+
+struct SharedRecord {
+  int16_t CurrentDrive = 0;
+  int16_t CurrentDiscType = 0;
+  std::string DiscFilesText;
+  std::string DiscFormatText;
+  std::string FreeStitchesText;
+  int32_t DiscByteCount = 0;
+  int32_t PlatformId = 1;
+  int16_t MaxStitchLength = 50;
+  bool PESAbosulteFlag = false;
+  std::string HoopSizeText;
+  std::string LastDestFile;
+  std::shared_ptr<Progress> CurrentPB;
+  int16_t SavedVectorA = 0;
+  int16_t SavedVectorB = 0;
+
+  std::array<uint8_t, kSectorBufferBytes> SectorBuffer{};
+  int16_t SectorBufferLen = static_cast<int16_t>(kSectorBufferBytes);
+  uint8_t CurrentTrack = 0;
+  uint8_t CurrentHead = 0;
+  uint8_t CurrentSector = 1;
+  std::array<std::string, 17> TrackBuffer;  // slots 1 to 16
+
+  std::array<std::string, kListSlots> ListNames;
+  std::array<std::string, kListSlots> ListDetails;
+  std::array<int16_t, kListSlots> ListBlockCounts{};
+
+  std::string ToolPath;
+  std::string ToolResultFile;
+  std::string LastDosWriteName;
+  std::string LastDosReadName;
+  std::string HusSourceName;
+
+  PlatformState platform;
+  DesignServiceState designService;
+};
+
+// The calling thread's record.
+SharedRecord& ThreadSharedRecord();
+
+}  // namespace tavlin

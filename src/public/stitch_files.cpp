@@ -1,0 +1,97 @@
+#include "tavlin/stitch_files.h"
+
+#include <cmath>
+
+#include "conversion/convert.h"
+#include "conversion/design_reader.h"
+#include "conversion/format_table.h"
+#include "platform/run_time_error.h"
+#include "public/shared_record.h"
+#include "services/design_file_service.h"
+
+namespace tavlin {
+
+namespace {
+
+class NoProgress final : public Progress {
+ public:
+  void Max(double) override {}
+  void Value(double) override {}
+};
+
+bool Reads(const FormatRow& row) {
+  if (row.code == kCodeT03) return FindFormatRow(kCodeDsb)->decode != nullptr;
+  return row.code != kCodeRefused && row.decode != nullptr;
+}
+
+bool Writes(const FormatRow& row) {
+  if (row.code == kCodeT03) return FindFormatRow(kCodeDsb)->encode != nullptr;
+  return row.code != kCodeRefused && row.encode != nullptr;
+}
+
+}  // namespace
+
+std::vector<FormatInfo> StitchFormats() {
+  std::vector<FormatInfo> formats;
+  for (const FormatRow* row = FormatRowsBegin(); row != FormatRowsEnd(); ++row) {
+    formats.push_back({row->code, row->fileEnd != nullptr ? row->fileEnd : "", row->extension,
+                       row->family, Reads(*row), Writes(*row)});
+  }
+  return formats;
+}
+
+int16_t ConvertStitchFiles(const std::string& sourceFile, const std::string& destFile,
+                           std::shared_ptr<Progress> progress) {
+  SharedRecord& shared = ThreadSharedRecord();
+  int16_t sourceType = FindFormatCode(sourceFile);
+  int16_t destType = FindFormatCode(destFile);
+  const std::shared_ptr<Progress> hostProgress = shared.CurrentPB;
+  shared.CurrentPB = progress ? std::move(progress) : std::make_shared<NoProgress>();
+  std::string resolved;
+  const int16_t result =
+      ConvertStitchFile(shared, sourceType, destType, sourceFile, destFile, resolved);
+  shared.CurrentPB = hostProgress;
+  return result;
+}
+
+int16_t ReadDesign(const std::string& path,
+                   const std::function<void(const DesignStep&)>& visit) {
+  return ReadDesignSteps(ThreadSharedRecord(), path, visit);
+}
+
+int16_t SummariseDesign(const std::string& path, DesignSummary& summary) {
+  summary = DesignSummary{};
+  summary.format = FindFormatCode(path);
+  return ReadDesign(path, [&summary](const DesignStep& step) {
+    summary.records += 1;
+    switch (step.kind) {
+      case 0: summary.stitches += 1; break;
+      case 1: summary.jumps += 1; break;
+      case 2: summary.colourChanges += 1; break;
+      default:
+        if (step.kind >= 23 && step.kind <= 30) {
+          summary.colourChanges += 1;
+        } else {
+          summary.others += 1;
+        }
+        break;
+    }
+    summary.plusX = std::max(summary.plusX, step.posX);
+    summary.minusX = std::max(summary.minusX, -step.posX);
+    summary.plusY = std::max(summary.plusY, -step.posY);
+    summary.minusY = std::max(summary.minusY, step.posY);
+  });
+}
+
+std::string ResultText(int code) {
+  switch (code) {
+    case 0: return "done";
+    case 1: return "a file name is empty";
+    case kResultHoopTooSmall: return "the design does not fit the format's largest hoop";
+    case kResultOutOfRange: return "a position lies outside the format's coordinate range";
+    case kServiceCannotConvert: return "no conversion between these two formats";
+    default: return RunTimeCodeText(code);
+  }
+}
+
+}  // namespace tavlin

@@ -1,0 +1,164 @@
+#include "tavlin/tavlin.h"
+
+#include <cctype>
+#include <climits>
+
+#include "platform/run_time_error.h"
+#include "public/shared_record.h"
+#include "services/design_file_service.h"
+#include "services/platform_steps.h"
+
+namespace tavlin {
+
+namespace {
+
+// A family routine that this build does not have yet fails the call, as a run-time
+// failure without a handler does.
+[[noreturn]] void NotInThisBuild(const char* routine) {
+  throw RunTimeError(kNotSupported, std::string(routine) + " is not in this build");
+}
+
+int16_t FormatFloppy(SharedRecord&, int16_t) { NotInThisBuild("FormatFloppy"); }
+
+}  // namespace
+
+Tavlin::Tavlin() : shared_(ThreadSharedRecord()) {
+  shared_.CurrentDrive = 0;
+  shared_.MaxStitchLength = 50;
+  // Every drive here steers its own sector size and density, as the Windows 95
+  // family's controller calls do.
+  shared_.PlatformId = 1;
+}
+
+int16_t Tavlin::FormatDisc(int16_t formatType) {
+  switch (formatType) {
+    case FMC: return FormatFloppy(shared_, 3);
+    case FDR3: return FormatFloppy(shared_, 4);
+    case ZSKDisc: return FormatFloppy(shared_, 2);
+    case DSHD: return 2;
+    default:
+      if (formatType >= 3 && formatType <= 19) return FormatFloppy(shared_, 0);
+      return 1;
+  }
+}
+
+int16_t Tavlin::WriteToDisc(const std::string& sourceFile, const std::string& destFile,
+                            int16_t formatType, std::shared_ptr<Progress> pb) {
+  shared_.LastDestFile = destFile;
+  shared_.CurrentPB = std::move(pb);
+  (void)sourceFile;
+  switch (formatType) {
+    case FMC: NotInThisBuild("FmcWrite");
+    case FDR3: NotInThisBuild("Fdr3Write");
+    case ZSKDisc: NotInThisBuild("ZskWrite");
+    case OtherDOS: NotInThisBuild("DosWrite");
+    default: return 3;
+  }
+}
+
+int16_t Tavlin::ReadDisc() { NotInThisBuild("IdentifyDisc"); }
+
+std::string Tavlin::Files() const { return shared_.DiscFilesText; }
+
+std::string Tavlin::Format() const { return shared_.DiscFormatText; }
+
+int32_t Tavlin::FreeStitches() const {
+  // The text holds thousands separators: "387,072".
+  const std::string& text = shared_.FreeStitchesText;
+  size_t i = 0;
+  while (i < text.size() && std::isspace(static_cast<unsigned char>(text[i]))) ++i;
+  const bool negative = i < text.size() && text[i] == '-';
+  if (negative) ++i;
+  long long value = 0;
+  bool digits = false;
+  for (; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == ',') continue;
+    if (!std::isdigit(static_cast<unsigned char>(c))) break;
+    digits = true;
+    value = value * 10 + (c - '0');
+    if (value > INT32_MAX) return 0;
+  }
+  if (!digits) return 0;
+  return static_cast<int32_t>(negative ? -value : value);
+}
+
+int16_t Tavlin::SetDrive() const { return shared_.CurrentDrive; }
+
+void Tavlin::SetDrive(int16_t value) { shared_.CurrentDrive = value; }
+
+void Tavlin::SaveTheVector() { SaveVector(shared_); }
+
+void Tavlin::RestoreTheVector() { RestoreVector(shared_); }
+
+int16_t Tavlin::DiscType() const { return shared_.CurrentDiscType; }
+
+int16_t Tavlin::ReadFromDisc(int16_t fileNumber, const std::string& sourceName,
+                             const std::string& destName, int16_t formatType,
+                             std::shared_ptr<Progress> pb) {
+  shared_.CurrentPB = std::move(pb);
+  // The disc routines count entries from 1.
+  const int entry = fileNumber + 1;
+  (void)entry;
+  (void)sourceName;
+  (void)destName;
+  switch (formatType) {
+    case FMC: NotInThisBuild("FmcRead");
+    case FDR3: NotInThisBuild("Fdr3Read");
+    case ZSKDisc: NotInThisBuild("ZskRead");
+    case OtherDOS: NotInThisBuild("DosRead");
+    default: return 3;
+  }
+}
+
+int16_t Tavlin::DeleteFromDisc(int16_t fileNumber, const std::string& fileName,
+                               int16_t formatType) {
+  (void)fileName;
+  if (formatType >= FMC && formatType <= ZSKDisc) {
+    return WithSectorAccess(shared_, [&]() -> int16_t {
+      const int entry = fileNumber + 1;
+      (void)entry;
+      switch (formatType) {
+        case FMC: NotInThisBuild("FmcDelete");
+        case FDR3: NotInThisBuild("Fdr3Delete");
+        default: NotInThisBuild("ZskDelete");
+      }
+    });
+  }
+  RestoreController(shared_);
+  if (formatType != OtherDOS) return 3;
+  NotInThisBuild("DosDelete");
+}
+
+int16_t Tavlin::DirectoryFDR() {
+  return WithSectorAccess(shared_, []() -> int16_t { NotInThisBuild("Fdr3ListDirectory"); });
+}
+
+int16_t Tavlin::DirectoryZSK() {
+  return WithSectorAccess(shared_, []() -> int16_t { NotInThisBuild("ZskListDirectory"); });
+}
+
+int16_t Tavlin::DirectoryFMC() {
+  return WithSectorAccess(shared_, []() -> int16_t { NotInThisBuild("FmcListDirectory"); });
+}
+
+bool Tavlin::Format720() { NotInThisBuild("FormatDos720"); }
+
+int16_t Tavlin::MaxStitchLen() const { return shared_.MaxStitchLength; }
+
+void Tavlin::MaxStitchLen(int16_t value) {
+  shared_.MaxStitchLength = value >= 20 && value <= 121 ? value : int16_t{40};
+}
+
+void Tavlin::PESAbosulte(bool value) { shared_.PESAbosulteFlag = value; }
+
+std::string Tavlin::HoopSize() const { return shared_.HoopSizeText; }
+
+// A host's hoop is taken and not used: the conversion alone chooses the hoop.
+void Tavlin::HoopSize(const std::string&) {}
+
+int16_t Tavlin::ConvertFile(const std::string& sourceFile, const std::string& destFile) {
+  return ConvertDesignFile(shared_, sourceFile, destFile);
+}
+
+}  // namespace tavlin

@@ -1,0 +1,120 @@
+// Fixtures the tests build for themselves: temporary folders, byte files, DST records.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "conversion/conversion_run.h"
+#include "conversion/convert.h"
+#include "conversion/format_table.h"
+#include "conversion/numbers.h"
+#include "conversion/formats/formats.h"
+#include "platform/run_time_error.h"
+#include "tavlin/progress.h"
+
+namespace tavlin::test {
+
+// A folder of its own for each test, removed afterwards.
+class TempDir {
+ public:
+  TempDir() {
+    static int counter = 0;
+    path_ = std::filesystem::temp_directory_path() /
+            ("tavlin-test-" + std::to_string(::getpid()) + "-" + std::to_string(++counter));
+    std::filesystem::create_directories(path_);
+  }
+  ~TempDir() {
+    std::error_code ec;
+    std::filesystem::remove_all(path_, ec);
+  }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+
+  std::string operator/(const std::string& name) const { return (path_ / name).string(); }
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+inline std::string ReadBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+inline void WriteBytes(const std::string& path, const std::string& bytes) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+inline std::string Bytes(std::initializer_list<int> values) {
+  std::string bytes;
+  for (int v : values) bytes.push_back(static_cast<char>(v));
+  return bytes;
+}
+
+struct Rec {
+  int16_t kind;
+  int16_t x;
+  int16_t y;
+};
+
+// One DST record.
+inline std::string DstRecord(int16_t kind, int16_t x, int16_t y) {
+  uint8_t r[3];
+  EncodeTernary(kind, y, x, r);
+  return std::string(reinterpret_cast<const char*>(r), 3);
+}
+
+// A DST file: a blank header, the records, and the end record.
+inline std::string DstFile(const std::vector<Rec>& records, bool endRecord = true) {
+  std::string bytes(512, ' ');
+  for (const Rec& r : records) bytes += DstRecord(r.kind, r.x, r.y);
+  if (endRecord) bytes += Bytes({0x00, 0x00, 0xF3});
+  return bytes;
+}
+
+// The records of a DST-family file behind its 512-byte header, three bytes each.
+inline std::vector<std::string> RecordsOf(const std::string& file, size_t from = 512,
+                                          size_t width = 3) {
+  std::vector<std::string> records;
+  for (size_t at = from; at + width <= file.size(); at += width) {
+    records.push_back(file.substr(at, width));
+  }
+  return records;
+}
+
+// A header field's text, e.g. Field(file, 20, 11) is "ST:      1\r".
+inline std::string Field(const std::string& file, size_t offset, size_t width) {
+  return file.substr(offset, width);
+}
+
+class RecordingProgress final : public Progress {
+ public:
+  void Max(double value) override { maxima.push_back(value); }
+  void Value(double value) override { values.push_back(value); }
+  std::vector<double> maxima;
+  std::vector<double> values;
+};
+
+// ConvertStitchFile on a record of its own, with the codes of the two names.
+struct Converter {
+  Converter() : shared(std::make_unique<SharedRecord>()) { shared->CurrentPB = progress; }
+  int16_t operator()(const std::string& source, const std::string& dest) {
+    sourceType = FindFormatCode(source);
+    destType = FindFormatCode(dest);
+    return ConvertStitchFile(*shared, sourceType, destType, source, dest, resolved);
+  }
+  std::shared_ptr<RecordingProgress> progress = std::make_shared<RecordingProgress>();
+  std::unique_ptr<SharedRecord> shared;
+  int16_t sourceType = 0, destType = 0;
+  std::string resolved;
+};
+
+}  // namespace tavlin::test
