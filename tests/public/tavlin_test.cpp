@@ -1,0 +1,146 @@
+// The public class: its defaults, its checks, its dispatch and the record it shares.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "platform/run_time_error.h"
+#include "public/shared_record.h"
+#include "tavlin/tavlin.h"
+#include "test_support.h"
+
+namespace tavlin {
+namespace {
+
+// Each test on a thread of its own gets a fresh record, as a new apartment would.
+template <typename Body>
+void OnFreshThread(Body body) {
+  std::thread thread(body);
+  thread.join();
+}
+
+TEST(TavlinObject, AFreshObjectHasItsDefaults) {
+  OnFreshThread([] {
+    Tavlin tavlin;
+    EXPECT_EQ(tavlin.MaxStitchLen(), 50);
+    EXPECT_EQ(tavlin.SetDrive(), 0);
+    EXPECT_EQ(tavlin.DiscType(), 0);
+    EXPECT_EQ(tavlin.Files(), "");
+    EXPECT_EQ(tavlin.Format(), "");
+    EXPECT_EQ(tavlin.FreeStitches(), 0);
+    EXPECT_EQ(tavlin.HoopSize(), "");
+  });
+}
+
+TEST(TavlinObject, MaxStitchLenKeepsTwentyToOneHundredTwentyOne) {
+  OnFreshThread([] {
+    Tavlin tavlin;
+    tavlin.MaxStitchLen(20);
+    EXPECT_EQ(tavlin.MaxStitchLen(), 20);
+    tavlin.MaxStitchLen(121);
+    EXPECT_EQ(tavlin.MaxStitchLen(), 121);
+    tavlin.MaxStitchLen(19);
+    EXPECT_EQ(tavlin.MaxStitchLen(), 40);
+    tavlin.MaxStitchLen(121);
+    tavlin.MaxStitchLen(122);
+    EXPECT_EQ(tavlin.MaxStitchLen(), 40);
+  });
+}
+
+TEST(TavlinObject, ObjectsOnAThreadShareOneRecord) {
+  OnFreshThread([] {
+    Tavlin first;
+    first.SetDrive(1);
+    first.MaxStitchLen(30);
+    ThreadSharedRecord().DiscFilesText = std::string("LISTING") + '\0';
+    ThreadSharedRecord().FreeStitchesText = "387,072";
+    Tavlin second;
+    // A new object resets the drive and the longest stitch, and nothing else.
+    EXPECT_EQ(first.SetDrive(), 0);
+    EXPECT_EQ(first.MaxStitchLen(), 50);
+    EXPECT_EQ(second.Files(), std::string("LISTING") + '\0');
+    EXPECT_EQ(second.FreeStitches(), 387072);
+    // Another thread has a record of its own.
+    OnFreshThread([] { EXPECT_EQ(Tavlin().Files(), ""); });
+  });
+}
+
+TEST(TavlinObject, FreeStitchesReadsTheTextWithItsSeparators) {
+  OnFreshThread([] {
+    Tavlin tavlin;
+    SharedRecord& shared = ThreadSharedRecord();
+    for (const auto& [text, value] : std::vector<std::pair<std::string, int32_t>>{
+             {"1,234,567", 1234567}, {"0", 0}, {"", 0}, {"none", 0}, {" 12", 12}, {"-5", -5}}) {
+      shared.FreeStitchesText = text;
+      EXPECT_EQ(tavlin.FreeStitches(), value) << text;
+    }
+  });
+}
+
+TEST(TavlinObject, FormatDiscTranslatesTheFormatType) {
+  OnFreshThread([] {
+    Tavlin tavlin;
+    EXPECT_EQ(tavlin.FormatDisc(DSHD), 2);
+    EXPECT_EQ(tavlin.FormatDisc(20), 1);
+    EXPECT_EQ(tavlin.FormatDisc(-1), 1);
+  });
+}
+
+TEST(TavlinObject, DiscMethodsRefuseFormatTypesOutsideZeroToThree) {
+  OnFreshThread([] {
+    Tavlin tavlin;
+    auto progress = std::make_shared<test::RecordingProgress>();
+    EXPECT_EQ(tavlin.WriteToDisc("a.DST", "NAME", 4, progress), 3);
+    // What the method stores comes first, whatever the format type.
+    EXPECT_EQ(ThreadSharedRecord().LastDestFile, "NAME");
+    EXPECT_EQ(ThreadSharedRecord().CurrentPB, progress);
+    // Omitting the object leaves none: the previous one isn't kept.
+    EXPECT_EQ(tavlin.ReadFromDisc(0, "a", "b", -1), 3);
+    EXPECT_EQ(ThreadSharedRecord().CurrentPB, nullptr);
+    EXPECT_EQ(tavlin.DeleteFromDisc(0, "a", 4), 3);
+    EXPECT_EQ(tavlin.DeleteFromDisc(0, "a", -1), 3);
+  });
+}
+
+TEST(TavlinObject, FamiliesNotInThisBuildFailTheCall) {
+  OnFreshThread([] {
+    Tavlin tavlin;
+    try {
+      tavlin.DirectoryFMC();
+      ADD_FAILURE() << "a listing without its family routine";
+    } catch (const RunTimeError& e) {
+      EXPECT_EQ(e.Code(), kNotSupported);
+    }
+    // The controller was put back after the failed listing.
+    EXPECT_THROW(tavlin.WriteToDisc("a.DST", "b", FMC), RunTimeError);
+  });
+}
+
+TEST(TavlinObject, ConvertFileGoesThroughTheDesignFileService) {
+  OnFreshThread([] {
+    test::TempDir dir;
+    test::WriteBytes(dir / "a.DST", test::DstFile({{KindStitch, 10, -10}}));
+    Tavlin tavlin;
+    EXPECT_EQ(tavlin.ConvertFile(dir / "a.DST", dir / "b.DST"), 0);
+    EXPECT_EQ(test::ReadBytes(dir / "b.DST").size(), 512u + 9u);
+    // No progress object is needed, and the host's PESAbosulte is the run's business.
+    EXPECT_EQ(ThreadSharedRecord().CurrentPB, nullptr);
+    EXPECT_NE(tavlin.ConvertFile(dir / "a.DST", dir / "b.HUS"), 0);
+  });
+}
+
+TEST(TavlinObject, DrivesAreBoundPerThread) {
+  OnFreshThread([] {
+    test::TempDir dir;
+    BindDriveDirectory(1, dir.path().string());
+    EXPECT_EQ(ThreadSharedRecord().platform.drives[1].kind, DriveBinding::Kind::Directory);
+    OnFreshThread([] {
+      EXPECT_EQ(ThreadSharedRecord().platform.drives[1].kind, DriveBinding::Kind::None);
+    });
+    UnbindDrive(1);
+    EXPECT_EQ(ThreadSharedRecord().platform.drives[1].kind, DriveBinding::Kind::None);
+    EXPECT_THROW(BindDriveImage(0, dir / "missing.img"), std::runtime_error);
+  });
+}
+
+}  // namespace
+}  // namespace tavlin
