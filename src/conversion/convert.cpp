@@ -274,4 +274,26 @@ int16_t ConvertStitchFile(SharedRecord& shared, int16_t& sourceType, int16_t& de
   return result;
 }
 
+namespace {
+
+class SilentProgress final : public Progress {
+ public:
+  void Max(double) override {}
+  void Value(double) override {}
+};
+
+}  // namespace
+
+int16_t ConvertStitchFileReporting(SharedRecord& shared, int16_t& sourceType, int16_t& destType,
+                                   const std::string& sourceFile, const std::string& destFile,
+                                   std::string& resolvedSource,
+                                   std::shared_ptr<Progress> progress) {
+  std::shared_ptr<Progress> host = std::move(shared.CurrentPB);
+  shared.CurrentPB = progress ? std::move(progress) : std::make_shared<SilentProgress>();
+  const int16_t result =
+      ConvertStitchFile(shared, sourceType, destType, sourceFile, destFile, resolvedSource);
+  shared.CurrentPB = std::move(host);
+  return result;
+}
+
 }  // namespace tavlin

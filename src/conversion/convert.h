@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "public/shared_record.h"
@@ -19,5 +20,13 @@ constexpr int16_t kResultOutOfRange = -17005;
 int16_t ConvertStitchFile(SharedRecord& shared, int16_t& sourceType, int16_t& destType,
                           const std::string& sourceFile, const std::string& destFile,
                           std::string& resolvedSource);
+
+// The same, reporting to the given progress object (none when null) instead of the
+// record's CurrentPB, which is put back afterwards: for callers that are not a host's
+// disc call and have no progress object of the host's to report to.
+int16_t ConvertStitchFileReporting(SharedRecord& shared, int16_t& sourceType, int16_t& destType,
+                                   const std::string& sourceFile, const std::string& destFile,
+                                   std::string& resolvedSource,
+                                   std::shared_ptr<Progress> progress);
 
 }  // namespace tavlin

@@ -13,12 +13,6 @@ namespace tavlin {
 
 namespace {
 
-class NoProgress final : public Progress {
- public:
-  void Max(double) override {}
-  void Value(double) override {}
-};
-
 bool Reads(const FormatRow& row) {
   if (row.code == kCodeT03) return FindFormatRow(kCodeDsb)->decode != nullptr;
   return row.code != kCodeRefused && row.decode != nullptr;
@@ -45,13 +39,9 @@ int16_t ConvertStitchFiles(const std::string& sourceFile, const std::string& des
   SharedRecord& shared = ThreadSharedRecord();
   int16_t sourceType = FindFormatCode(sourceFile);
   int16_t destType = FindFormatCode(destFile);
-  const std::shared_ptr<Progress> hostProgress = shared.CurrentPB;
-  shared.CurrentPB = progress ? std::move(progress) : std::make_shared<NoProgress>();
   std::string resolved;
-  const int16_t result =
-      ConvertStitchFile(shared, sourceType, destType, sourceFile, destFile, resolved);
-  shared.CurrentPB = hostProgress;
-  return result;
+  return ConvertStitchFileReporting(shared, sourceType, destType, sourceFile, destFile, resolved,
+                                    std::move(progress));
 }
 
 int16_t ReadDesign(const std::string& path,

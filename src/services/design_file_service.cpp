@@ -12,13 +12,6 @@ namespace tavlin {
 
 namespace {
 
-// The service reports nothing while it converts.
-class SilentProgress final : public Progress {
- public:
-  void Max(double) override {}
-  void Value(double) override {}
-};
-
 void Record(DesignServiceState& state, int32_t code) {
   if (state.errorCode == 0) state.errorCode = code;
 }
@@ -85,13 +78,10 @@ void VBWriteFile(SharedRecord& shared, const std::string& destPath) {
     Record(state, kServiceCannotConvert);
     return;
   }
-  // The service has no progress object of its own to report to.
-  const std::shared_ptr<Progress> hostProgress = shared.CurrentPB;
-  shared.CurrentPB = std::make_shared<SilentProgress>();
+  // The service has no progress object to report to.
   std::string resolved;
-  const int16_t result =
-      ConvertStitchFile(shared, sourceType, destType, state.loadedPath, destPath, resolved);
-  shared.CurrentPB = hostProgress;
+  const int16_t result = ConvertStitchFileReporting(shared, sourceType, destType,
+                                                    state.loadedPath, destPath, resolved, nullptr);
   if (result != 0) Record(state, result);
 }
 
