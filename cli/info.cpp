@@ -12,7 +12,7 @@ namespace {
 
 std::string FormatName(int16_t code) {
   for (const FormatInfo& f : StitchFormats()) {
-    if (f.code == code) return f.fileEnd.empty() ? f.extension : f.fileEnd;
+    if (f.code == code) return f.fileEnd.empty() ? f.family : f.fileEnd;
   }
   return "unknown";
 }

@@ -67,8 +67,9 @@ std::string ResultText(int code);
 
 namespace tavlin {
 
-// Writes the embedded sample design (a star in three colours, with jumps between its
-// parts) as a DST file. Throws std::runtime_error when the file can't be written.
+// Writes the embedded sample design (stars and a zigzag in three colours, with long
+// moves between the parts) as a QEP file. Throws std::runtime_error when the file
+// can't be written.
 void WriteSampleDesign(const std::string& path);
 
 }  // namespace tavlin

@@ -88,6 +88,16 @@ struct PassCounters {
 
   // A source opening that hands over a first step to write at once.
   bool FirstStepReady = false;
+
+  // QEP and QCD: the previous position read, the record just read (what a CND
+  // destination is written from), and the pixel box of the header.
+  int32_t QepPrevX = 0, QepPrevY = 0;
+  int16_t QepCode = 0, QepX = 0, QepY = 0;
+  int32_t MaxPixX = 320, MinPixX = 320, MaxPixY = 240, MinPixY = 240;
+
+  // CND: the parameter of the record just read, and the writer's jump mode.
+  double CndParam = 0;
+  bool CndJumpMode = false;
 };
 
 struct ConversionRun : PassCounters {
@@ -108,6 +118,7 @@ struct ConversionRun : PassCounters {
   BufferedFile dest;
 
   std::array<int16_t, 129> ColourList{};
+  int16_t CndNeedle = 0;  // kept from one CND record to the next
   int32_t LoopCycles = 1;
   bool TurnDesign = false;
   int16_t OriginX = 0, OriginY = 0;

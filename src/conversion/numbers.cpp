@@ -13,11 +13,9 @@ int16_t Bytes2ToInt(std::string_view bytes) {
 }
 
 std::string IntToBytes2(double value) {
-  const double whole = std::trunc(value);
-  if (!(whole >= -32768.0 && whole <= 65535.0)) throw RunTimeError(kOverflow);
-  int v = static_cast<int>(whole);
-  if (v < 0) v += 65536;
-  return {static_cast<char>(v & 0xFF), static_cast<char>(v >> 8)};
+  uint8_t bytes[2];
+  if (!PutBytes2(bytes, value)) throw RunTimeError(kOverflow);
+  return {static_cast<char>(bytes[0]), static_cast<char>(bytes[1])};
 }
 
 int32_t Bytes4ToInt(std::string_view bytes) {

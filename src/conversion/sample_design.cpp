@@ -1,4 +1,6 @@
 // The embedded default design of `tavlin demo`: made in code, so the demo needs no file.
+// It is a QEP, whose records hold absolute positions, so its long moves reach the
+// converter whole and must be split on the way into every other format.
 #include <cmath>
 #include <fstream>
 #include <stdexcept>
@@ -6,7 +8,7 @@
 #include <vector>
 
 #include "conversion/conversion_run.h"
-#include "conversion/formats/formats.h"
+#include "conversion/numbers.h"
 #include "tavlin/stitch_files.h"
 
 namespace tavlin {
@@ -18,8 +20,8 @@ struct Point {
   int16_t kind;
 };
 
-// A five-pointed star outline, filled by a zigzag, in three colours, with a jump of
-// more than one record's reach between the parts.
+// A five-pointed star outline, a zigzag and a smaller star, in three colours, with
+// moves of 40 to 90 mm between the parts.
 std::vector<Point> SamplePoints() {
   std::vector<Point> points;
   const double pi = std::acos(-1.0);
@@ -43,33 +45,18 @@ std::vector<Point> SamplePoints() {
   return points;
 }
 
+std::string QepRecord(int code, int x, int yUp) {
+  return static_cast<char>(code) + IntToBytes2(x) + IntToBytes2(-yUp);
+}
+
 }  // namespace
 
 void WriteSampleDesign(const std::string& path) {
   std::string bytes(512, ' ');
-  bytes.replace(0, 20, std::string("LA:SAMPLE   DSC.TAJ\r"));
-  auto record = [&bytes](int16_t kind, int dx, int dy) {
-    uint8_t r[3];
-    EncodeTernary(kind, static_cast<int16_t>(dy), static_cast<int16_t>(dx), r);
-    bytes.append(reinterpret_cast<const char*>(r), 3);
-  };
-  record(KindJump, 0, 0);
-  int x = 0, y = 0;
-  for (const Point& p : SamplePoints()) {
-    int dx = p.x - x, dy = p.y - y;
-    // A DST record reaches 121 on each axis: longer moves go as jumps first.
-    while (std::abs(dx) > 121 || std::abs(dy) > 121) {
-      const int sx = std::max(-121, std::min(121, dx));
-      const int sy = std::max(-121, std::min(121, dy));
-      record(KindJump, sx, sy);
-      dx -= sx;
-      dy -= sy;
-    }
-    record(p.kind, dx, dy);
-    x = p.x;
-    y = p.y;
-  }
-  bytes.append("\x00\x00\xF3", 3);
+  bytes.replace(0, 20, std::string("LA:SAMPLE   DSC.QEP\r"));
+  bytes += QepRecord(5, 0, 0);
+  for (const Point& p : SamplePoints()) bytes += QepRecord(p.kind, p.x, p.y);
+  bytes += QepRecord(6, 0, 0);
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (!out) throw std::runtime_error("cannot write " + path);

@@ -13,15 +13,9 @@ namespace tavlin {
 
 namespace {
 
-bool Reads(const FormatRow& row) {
-  if (row.code == kCodeT03) return FindFormatRow(kCodeDsb)->decode != nullptr;
-  return row.code != kCodeRefused && row.decode != nullptr;
-}
+bool Reads(const FormatRow& row) { return row.code != kCodeRefused && row.decode != nullptr; }
 
-bool Writes(const FormatRow& row) {
-  if (row.code == kCodeT03) return FindFormatRow(kCodeDsb)->encode != nullptr;
-  return row.code != kCodeRefused && row.encode != nullptr;
-}
+bool Writes(const FormatRow& row) { return row.code != kCodeRefused && row.encode != nullptr; }
 
 }  // namespace
 

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "conversion/format_table.h"
 #include "conversion/numbers.h"
 #include "platform/run_time_error.h"
@@ -62,6 +64,17 @@ TEST(Numbers, TwoByteValues) {
       EXPECT_EQ(e.Code(), kOverflow);
     }
   }
+}
+
+TEST(Numbers, RoundingIsToNearestWithTiesToEven) {
+  EXPECT_EQ(RoundHalfEven(2.5), 2);
+  EXPECT_EQ(RoundHalfEven(3.5), 4);
+  EXPECT_EQ(RoundHalfEven(-2.5), -2);
+  EXPECT_EQ(RoundHalfEven(-3.5), -4);
+  EXPECT_EQ(RoundHalfEven(0.49999), 0);
+  EXPECT_EQ(RoundHalfEven(320.5000001), 321);
+  EXPECT_EQ(RoundHalfEven(1e300), 1e300);
+  for (double v = -1000; v <= 1000; v += 0.25) ASSERT_EQ(RoundHalfEven(v), std::nearbyint(v));
 }
 
 TEST(Numbers, FourByteValues) {

@@ -21,6 +21,25 @@ Decoded DecodeDst(ConversionRun& run);
 void EncodeDst(ConversionRun& run);
 void EndDst(ConversionRun& run);
 
+// DSB, U files and DSZ (dsb_dsz.cpp)
+Decoded DecodeDsb(ConversionRun& run);
+void EncodeDsb(ConversionRun& run);
+void EndDsb(ConversionRun& run);
+void OpenUFile(ConversionRun& run);
+void WriteUFileHead(ConversionRun& run);
+Decoded DecodeDsz(ConversionRun& run);
+void EncodeDsz(ConversionRun& run);
+void EndDsz(ConversionRun& run);
+
+// QEP and QCD (qep_qcd.cpp)
+Decoded DecodeQep(ConversionRun& run);
+void EncodeQep(ConversionRun& run);
+void EndQep(ConversionRun& run);
+
+// CND (cnd.cpp)
+Decoded DecodeCnd(ConversionRun& run);
+void EncodeCnd(ConversionRun& run);
+
 // A name whose format is refused (refused.cpp): three-byte records of no movement.
 Decoded DecodeRefused(ConversionRun& run);
 void EncodeRefused(ConversionRun& run);

@@ -1,0 +1,117 @@
+// Barudan DSB (and its U files) and ZSK DSZ: three-byte records with a sign-and-
+// magnitude step and a function code, the one the mirror of the other.
+#include <cstdlib>
+
+#include "conversion/formats/formats.h"
+
+namespace tavlin {
+
+namespace {
+
+constexpr int kSignX = 0x20;  // DSB byte 0
+constexpr int kSignY = 0x40;
+
+// The five colour-change codes of DSZ, by needle rotor 1 to 5, and the needle kinds
+// 0x17 to 0x1C.
+constexpr uint8_t kDszRotorCodes[6] = {0, 5, 7, 9, 11, 13};
+constexpr uint8_t kDszNeedleCodes[6] = {2, 5, 7, 9, 11, 13};
+
+int16_t Signed(int magnitude, bool negative) {
+  return static_cast<int16_t>(negative ? -magnitude : magnitude);
+}
+
+uint8_t Magnitude(int16_t value) { return static_cast<uint8_t>(std::abs(value) & 0x7F); }
+
+bool IsNeedle(int16_t kind) { return kind >= KindNeedle && kind <= KindNeedle + 7; }
+
+// The needle rotor goes 2, 3, 4, 5, 1, 2 ... through a design's colour changes.
+int16_t TurnRotor(ConversionRun& run) {
+  run.NeedleRotor = static_cast<int16_t>(run.NeedleRotor + 1);
+  if (run.NeedleRotor > 5) run.NeedleRotor = 1;
+  return run.NeedleRotor;
+}
+
+}  // namespace
+
+Decoded DecodeDsb(ConversionRun& run) {
+  uint8_t r[3];
+  if (!run.ReadRecord(r, 3) || r[0] == 0xF8) return Decoded::End;
+  run.step.StepY = Signed(r[1] & 0x7F, (r[0] & 0x40) != 0);
+  run.step.StepX = Signed(r[2] & 0x7F, (r[0] & 0x20) != 0);
+  const int code = r[0] & 0x1F;
+  if (code == 1) {
+    run.step.StepKind = KindJump;
+  } else if (code >= 8 && code <= 15) {
+    run.NextColour();
+    // A QEP keeps the needle: 23 to 30.
+    run.step.StepKind = run.DestType == kCodeQep ? static_cast<int16_t>((r[0] & 0x0F) + 15)
+                                                 : int16_t{KindColour};
+  }
+  return Decoded::Step;
+}
+
+void EncodeDsb(ConversionRun& run) {
+  const StitchStep& step = run.step;
+  uint8_t r[3] = {0x80, Magnitude(step.StepY), Magnitude(step.StepX)};
+  if (step.StepY < 0) r[0] |= kSignY;
+  if (step.StepX < 0) r[0] |= kSignX;
+  if (step.StepKind == KindJump) {
+    r[0] |= 1;
+  } else if (step.StepKind == KindColour) {
+    r[0] |= static_cast<uint8_t>(TurnRotor(run) + 8);
+  } else if (IsNeedle(step.StepKind)) {
+    r[0] |= static_cast<uint8_t>(step.StepKind - 15);
+  }
+  run.WriteBytes(r, 3);
+}
+
+void EndDsb(ConversionRun& run) { run.WriteBytes(std::string_view("\xF8\x00\x00", 3)); }
+
+void OpenUFile(ConversionRun& run) { run.source.Seek(256); }
+
+void WriteUFileHead(ConversionRun& run) { WriteRepeated(run, 0, 256); }
+
+Decoded DecodeDsz(ConversionRun& run) {
+  uint8_t r[3];
+  if (!run.ReadRecord(r, 3) || r[2] == 0x90) return Decoded::End;
+  run.step.StepY = Signed(r[0] & 0x7F, (r[2] & 0x20) != 0);
+  run.step.StepX = Signed(r[1] & 0x7F, (r[2] & 0x40) != 0);
+  const int code = r[2] & 0x1F;
+  switch (code) {
+    case 0: break;
+    case 1: run.step.StepKind = KindJump; break;
+    case 2:
+      run.step.StepKind = KindNeedle;
+      if (run.DestType != kCodeQep) run.NextColour();
+      break;
+    case 5: case 7: case 9: case 11: case 13:
+      run.step.StepKind = static_cast<int16_t>(KindNeedle + (code - 3) / 2);
+      run.NextColour();
+      break;
+    case 3: case 4: case 6: case 8: case 10: case 12: case 14:
+      run.step.StepKind = KindColour;
+      run.NextColour();
+      break;
+    default: break;  // 15 and above: a stitch
+  }
+  return Decoded::Step;
+}
+
+void EncodeDsz(ConversionRun& run) {
+  const StitchStep& step = run.step;
+  uint8_t r[3] = {Magnitude(step.StepY), Magnitude(step.StepX), 0x80};
+  if (step.StepX < 0) r[2] |= 0x40;
+  if (step.StepY < 0) r[2] |= 0x20;
+  if (step.StepKind == KindJump) {
+    r[2] |= 1;
+  } else if (step.StepKind == KindColour) {
+    r[2] |= kDszRotorCodes[TurnRotor(run)];
+  } else if (step.StepKind >= KindNeedle && step.StepKind <= KindNeedle + 5) {
+    r[2] |= kDszNeedleCodes[step.StepKind - KindNeedle];
+  }
+  run.WriteBytes(r, 3);
+}
+
+void EndDsz(ConversionRun& run) { run.WriteBytes(std::string_view("\x00\x00\x90", 3)); }
+
+}  // namespace tavlin

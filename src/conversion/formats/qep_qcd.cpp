@@ -1,0 +1,116 @@
+// Velmo QEP (Quick Expanded) and QCD (Quick Condensed): five-byte records of a function
+// code and an absolute position, Y down, behind the DST-family text header.
+#include <cmath>
+
+#include "conversion/formats/formats.h"
+#include "conversion/numbers.h"
+#include "platform/run_time_error.h"
+
+namespace tavlin {
+
+namespace {
+
+constexpr int kFunctionRecord = 31;
+constexpr int16_t kFunctionTrim = 9;
+constexpr int16_t kFunctionSeven = 10;
+
+int16_t Signed16(const uint8_t* bytes) {
+  return static_cast<int16_t>(bytes[0] | (bytes[1] << 8));
+}
+
+void WriteRecord(ConversionRun& run, int code, double x, double y) {
+  uint8_t record[5] = {static_cast<uint8_t>(code)};
+  if (!PutBytes2(record + 1, x) || !PutBytes2(record + 3, y)) throw RunTimeError(kOverflow);
+  run.WriteBytes(record, 5);
+}
+
+// The design on a 640 x 480 screen centred at (320, 240).
+void UpdatePixelBox(ConversionRun& run) {
+  const auto pixX = static_cast<int32_t>(RoundHalfEven(run.PosX / 3.8 + 320));
+  const auto pixY = static_cast<int32_t>(RoundHalfEven(run.PosY / 4 + 240));
+  run.MaxPixX = std::max(run.MaxPixX, pixX);
+  run.MinPixX = std::min(run.MinPixX, pixX);
+  run.MaxPixY = std::max(run.MaxPixY, pixY);
+  run.MinPixY = std::min(run.MinPixY, pixY);
+}
+
+}  // namespace
+
+Decoded DecodeQep(ConversionRun& run) {
+  uint8_t r[5];
+  if (!run.ReadRecord(r, 5)) return Decoded::End;
+  const int code = r[0] & 0x1F;
+  if (code == 4 || code == 5) {
+    // A record of no meaning, or the opening record: no step.
+    run.PassRecords -= 1;
+    if (code == 5 && run.DestType == kCodeJef) run.StitchCount -= 1;
+    return Decoded::NoStep;
+  }
+  int32_t x = Signed16(r + 1);
+  int32_t y = Signed16(r + 3);
+  if (code != kFunctionRecord) {
+    x += run.OriginX;
+    y += run.OriginY;
+  }
+  if (code == 6) return Decoded::End;
+  run.QepCode = static_cast<int16_t>(code);
+  run.QepX = static_cast<int16_t>(x);
+  run.QepY = static_cast<int16_t>(y);
+  // QCD is read only for a CND destination, which works from the record itself.
+  if (run.SourceType == kCodeQcd) return Decoded::Step;
+  if (code == kFunctionRecord) {
+    if (x == kFunctionTrim) {
+      run.step.StepKind = KindTrim;
+      run.TrimPending = true;
+    } else if (x == kFunctionSeven) {
+      run.step.StepKind = KindSeven;
+    }
+    return Decoded::Step;
+  }
+  run.step.StepX = static_cast<int16_t>(x - run.QepPrevX);
+  run.step.StepY = static_cast<int16_t>(-(y - run.QepPrevY));
+  run.QepPrevX = x;
+  run.QepPrevY = y;
+  run.step.StepKind = static_cast<int16_t>(code);
+  if (code == KindColour || (code >= KindNeedle && code <= KindNeedle + 7)) {
+    if (code == KindNeedle) run.PendingStop = true;
+    run.step.StepKind = KindColour;
+    run.NextColour();
+  }
+  return Decoded::Step;
+}
+
+void EncodeQep(ConversionRun& run) {
+  const int16_t kind = run.step.StepKind;
+  if (kind == KindSeven) {
+    WriteRecord(run, kFunctionRecord, kFunctionSeven, 0);
+    return;
+  }
+  if (run.SourceType == kCodeCnd && run.CndParam != 0) {
+    // A CND function with a parameter carries it in place of the position.
+    WriteRecord(run, kind, run.CndNeedle, run.CndParam * 100);
+  } else {
+    WriteRecord(run, kind, run.PosX, run.PosY);
+  }
+  if (kind < 11) UpdatePixelBox(run);
+}
+
+void EndQep(ConversionRun& run) {
+  const int64_t lastRecord = run.dest.Length() - 4;
+  run.dest.Seek(run.dest.Length());
+  run.WriteBytes(std::string_view("\x06\x00\x00\x00\x00", 5));
+  run.RecordCount += 1;
+  // The pixel box and the counts inside the text header.
+  std::string block;
+  block += IntToBytes2(run.MaxPixX);
+  block += IntToBytes2(run.MinPixX);
+  block += IntToBytes2(run.MaxPixY);
+  block += IntToBytes2(run.MinPixY);
+  block += IntToBytes2(run.ColourIndex);
+  block += IntToBytes4(run.RecordCount);
+  block += IntToBytes4(static_cast<double>(lastRecord));
+  run.dest.Seek(95);
+  run.WriteBytes(block);
+}
+
+}  // namespace tavlin
