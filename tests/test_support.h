@@ -8,6 +8,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "conversion/conversion_run.h"
@@ -102,6 +103,26 @@ class RecordingProgress final : public Progress {
   std::vector<double> maxima;
   std::vector<double> values;
 };
+
+// Runs the body on a thread of its own, with a fresh shared record, as a new COM
+// apartment would have.
+template <typename Body>
+void OnFreshThread(Body body) {
+  std::thread thread(body);
+  thread.join();
+}
+
+// A DST of n stitches that wander without drifting away, starting with a jump of
+// (jx, jy), with a colour change every `colourEvery` stitches (0: none).
+inline std::string ZigzagDst(int n, int16_t jx = 0, int16_t jy = 0, int colourEvery = 0) {
+  std::vector<Rec> records{{KindJump, jx, jy}};
+  for (int i = 0; i < n; ++i) {
+    records.push_back({KindStitch, static_cast<int16_t>(i * 37 % 51 - 25),
+                       static_cast<int16_t>(i * 53 % 31 - 15)});
+    if (colourEvery > 0 && i % colourEvery == colourEvery - 1) records.push_back({KindColour, 0, 0});
+  }
+  return DstFile(records);
+}
 
 // ConvertStitchFile on a record of its own, with the codes of the two names.
 struct Converter {

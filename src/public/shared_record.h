@@ -50,6 +50,12 @@ struct SharedRecord {
   std::array<std::string, kListSlots> ListDetails;
   std::array<int16_t, kListSlots> ListBlockCounts{};
 
+  // FMC discs: the images and lists of the last pass over the directory.
+  std::string FmcDirectoryImage;
+  std::string FmcIndexImage;
+  std::array<std::string, kListSlots> ListBlocks;  // block numbers, one byte each
+  std::array<bool, 256> BlockUsed{};
+
   std::string ToolPath;
   std::string ToolResultFile;
   std::string LastDosWriteName;

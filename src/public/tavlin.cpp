@@ -3,9 +3,11 @@
 #include <cctype>
 #include <climits>
 
+#include "barudan/fmc_disc.h"
 #include "platform/run_time_error.h"
 #include "public/shared_record.h"
 #include "services/design_file_service.h"
+#include "services/disc_formatting.h"
 #include "services/platform_steps.h"
 
 namespace tavlin {
@@ -17,8 +19,6 @@ namespace {
 [[noreturn]] void NotInThisBuild(const char* routine) {
   throw RunTimeError(kNotSupported, std::string(routine) + " is not in this build");
 }
-
-int16_t FormatFloppy(SharedRecord&, int16_t) { NotInThisBuild("FormatFloppy"); }
 
 }  // namespace
 
@@ -32,12 +32,12 @@ Tavlin::Tavlin() : shared_(ThreadSharedRecord()) {
 
 int16_t Tavlin::FormatDisc(int16_t formatType) {
   switch (formatType) {
-    case FMC: return FormatFloppy(shared_, 3);
-    case FDR3: return FormatFloppy(shared_, 4);
-    case ZSKDisc: return FormatFloppy(shared_, 2);
+    case FMC: return FormatFloppy(shared_, kFloppyFmc);
+    case FDR3: return FormatFloppy(shared_, kFloppyFdr3);
+    case ZSKDisc: return FormatFloppy(shared_, kFloppyZsk);
     case DSHD: return 2;
     default:
-      if (formatType >= 3 && formatType <= 19) return FormatFloppy(shared_, 0);
+      if (formatType >= 3 && formatType <= 19) return FormatFloppy(shared_, kFloppyDos);
       return 1;
   }
 }
@@ -46,9 +46,8 @@ int16_t Tavlin::WriteToDisc(const std::string& sourceFile, const std::string& de
                             int16_t formatType, std::shared_ptr<Progress> pb) {
   shared_.LastDestFile = destFile;
   shared_.CurrentPB = std::move(pb);
-  (void)sourceFile;
   switch (formatType) {
-    case FMC: NotInThisBuild("FmcWrite");
+    case FMC: return FmcWrite(shared_, sourceFile);
     case FDR3: NotInThisBuild("Fdr3Write");
     case ZSKDisc: NotInThisBuild("ZskWrite");
     case OtherDOS: NotInThisBuild("DosWrite");
@@ -99,11 +98,9 @@ int16_t Tavlin::ReadFromDisc(int16_t fileNumber, const std::string& sourceName,
   shared_.CurrentPB = std::move(pb);
   // The disc routines count entries from 1.
   const int entry = fileNumber + 1;
-  (void)entry;
   (void)sourceName;
-  (void)destName;
   switch (formatType) {
-    case FMC: NotInThisBuild("FmcRead");
+    case FMC: return FmcRead(shared_, entry, destName);
     case FDR3: NotInThisBuild("Fdr3Read");
     case ZSKDisc: NotInThisBuild("ZskRead");
     case OtherDOS: NotInThisBuild("DosRead");
@@ -117,9 +114,8 @@ int16_t Tavlin::DeleteFromDisc(int16_t fileNumber, const std::string& fileName,
   if (formatType >= FMC && formatType <= ZSKDisc) {
     return WithSectorAccess(shared_, [&]() -> int16_t {
       const int entry = fileNumber + 1;
-      (void)entry;
       switch (formatType) {
-        case FMC: NotInThisBuild("FmcDelete");
+        case FMC: return FmcDelete(shared_, entry);
         case FDR3: NotInThisBuild("Fdr3Delete");
         default: NotInThisBuild("ZskDelete");
       }
@@ -139,10 +135,10 @@ int16_t Tavlin::DirectoryZSK() {
 }
 
 int16_t Tavlin::DirectoryFMC() {
-  return WithSectorAccess(shared_, []() -> int16_t { NotInThisBuild("FmcListDirectory"); });
+  return WithSectorAccess(shared_, [this] { return FmcListDirectory(shared_); });
 }
 
-bool Tavlin::Format720() { NotInThisBuild("FormatDos720"); }
+bool Tavlin::Format720() { return FormatDos720(shared_); }
 
 int16_t Tavlin::MaxStitchLen() const { return shared_.MaxStitchLength; }
 

@@ -11,12 +11,7 @@
 namespace tavlin {
 namespace {
 
-// Each test on a thread of its own gets a fresh record, as a new apartment would.
-template <typename Body>
-void OnFreshThread(Body body) {
-  std::thread thread(body);
-  thread.join();
-}
+using test::OnFreshThread;
 
 TEST(TavlinObject, AFreshObjectHasItsDefaults) {
   OnFreshThread([] {
@@ -105,13 +100,15 @@ TEST(TavlinObject, FamiliesNotInThisBuildFailTheCall) {
   OnFreshThread([] {
     Tavlin tavlin;
     try {
-      tavlin.DirectoryFMC();
+      tavlin.DirectoryZSK();
       ADD_FAILURE() << "a listing without its family routine";
     } catch (const RunTimeError& e) {
       EXPECT_EQ(e.Code(), kNotSupported);
     }
-    // The controller was put back after the failed listing.
-    EXPECT_THROW(tavlin.WriteToDisc("a.DST", "b", FMC), RunTimeError);
+    EXPECT_THROW(tavlin.WriteToDisc("a.DST", "b", ZSKDisc), RunTimeError);
+    // No disc in the drive: the FMC index can't be read.
+    EXPECT_EQ(tavlin.DirectoryFMC(), 3);
+    EXPECT_EQ(tavlin.WriteToDisc("a.DST", "b", FMC), 1);
   });
 }
 

@@ -1,0 +1,175 @@
+// The FMC directory and index, and the listing.
+#include <algorithm>
+#include <cstdio>
+
+#include "barudan/fmc_disc.h"
+#include "barudan/track_side.h"
+#include "services/sector_service.h"
+
+namespace tavlin {
+
+namespace {
+
+constexpr int kDirectoryTrack = 2;
+constexpr int kDirectoryHead = 0;
+constexpr int kIndexHead = 1;
+constexpr uint8_t kIndexSectors[5] = {1, 4, 7, 10, 13};
+constexpr std::string_view kSignature = "FILE    DIR";
+
+uint8_t At(const std::string& bytes, size_t offset) { return static_cast<uint8_t>(bytes[offset]); }
+
+void StartPass(SharedRecord& shared) {
+  shared.SectorBuffer.fill(0);
+  shared.SectorBufferLen = static_cast<int16_t>(kSectorBufferBytes);
+}
+
+}  // namespace
+
+std::string FmcReadIndex(SharedRecord& shared) {
+  std::string image;
+  for (uint8_t sector : kIndexSectors) {
+    if (!ReadSectorTries(shared, kDirectoryTrack, kIndexHead, sector, 3)) return {};
+    image += SectorBytes(shared).substr(0, sector == 13 ? 128 : 256);
+  }
+  return image;
+}
+
+int16_t FmcWriteIndex(SharedRecord& shared, const std::string& image) {
+  for (size_t n = 0; n < 5; ++n) {
+    std::string piece = image.substr(n * 256, 256);
+    if (n == 4) piece = piece.substr(0, 128) + std::string(128, '\xE5');
+    if (!WriteSectorTries(shared, piece, kDirectoryTrack, kIndexHead, kIndexSectors[n], 3)) {
+      return 255;
+    }
+  }
+  return 0;
+}
+
+FmcPass FmcReadDirectory(SharedRecord& shared) {
+  shared.FmcDirectoryImage.clear();
+  for (size_t n = 0; n < kSectorOrder.size(); ++n) {
+    // The first sector gets a fourth attempt: the drive may still be settling.
+    if (!ReadSectorTries(shared, kDirectoryTrack, kDirectoryHead, kSectorOrder[n],
+                         n == 0 ? 4 : 3)) {
+      return FmcPass::SectorFailed;
+    }
+    shared.FmcDirectoryImage += SectorBytes(shared);
+    if (n == 0 && shared.FmcDirectoryImage.compare(1, kSignature.size(), kSignature) != 0) {
+      return FmcPass::NotFmc;
+    }
+  }
+  return FmcPass::Read;
+}
+
+bool FmcWriteDirectory(SharedRecord& shared, bool pumpEachSector) {
+  for (size_t n = 0; n < kSectorOrder.size(); ++n) {
+    const std::string piece = shared.FmcDirectoryImage.substr(n * 256, 256);
+    if (!WriteSectorTries(shared, piece, kDirectoryTrack, kDirectoryHead, kSectorOrder[n], 3)) {
+      return false;
+    }
+    if (pumpEachSector) PumpMessages(shared.platform);
+  }
+  return true;
+}
+
+bool FmcEntryFree(const std::string& directory, int entry) {
+  const size_t at = static_cast<size_t>(entry) * kFmcEntryBytes;
+  return At(directory, at) == 0xE5 || At(directory, at + 1) == 0xE5;
+}
+
+std::string FmcEntryName(const std::string& directory, int entry) {
+  const size_t at = static_cast<size_t>(entry) * kFmcEntryBytes;
+  return directory.substr(at + 1, 8) + "." + directory.substr(at + 9, 3);
+}
+
+std::string FmcEntryBlocks(const std::string& directory, int entry) {
+  const std::string field = directory.substr(static_cast<size_t>(entry) * kFmcEntryBytes + 16, 16);
+  return field.substr(0, field.find('\xFF'));
+}
+
+int FmcCollectFiles(SharedRecord& shared, const std::string& wanted, int& found) {
+  for (std::string& name : shared.ListNames) name.clear();
+  for (std::string& blocks : shared.ListBlocks) blocks.clear();
+  shared.ListBlockCounts.fill(0);
+  found = 0;
+  int files = 0;
+  for (int entry = 1; entry < kFmcEntries; ++entry) {
+    if (FmcEntryFree(shared.FmcDirectoryImage, entry)) continue;
+    const std::string name = FmcEntryName(shared.FmcDirectoryImage, entry);
+    const std::string blocks = FmcEntryBlocks(shared.FmcDirectoryImage, entry);
+    const auto end = shared.ListNames.begin() + files + 1;
+    const auto same = std::find(shared.ListNames.begin() + 1, end, name);
+    size_t slot = static_cast<size_t>(same - shared.ListNames.begin());
+    if (same == end) {
+      slot = static_cast<size_t>(++files);
+      shared.ListNames[slot] = name;
+      if (name == wanted && found == 0) found = files;
+    }
+    shared.ListBlocks[slot] += blocks;
+    shared.ListBlockCounts[slot] = static_cast<int16_t>(std::count_if(
+        shared.ListBlocks[slot].begin(), shared.ListBlocks[slot].end(), [](char b) { return b != 0; }));
+  }
+  return files;
+}
+
+int32_t FmcFreeBytes(const SharedRecord& shared, bool listing) {
+  int32_t bytes = 0;
+  for (int block = kFmcFirstDataBlock; block <= 255; ++block) {
+    if (shared.BlockUsed[static_cast<size_t>(block)]) continue;
+    if (block <= kFmcLastDataBlock) bytes += 4096;
+    // The listing counts 2048 more for every free block number a byte can hold.
+    if (listing) bytes += 2048;
+  }
+  return bytes;
+}
+
+int16_t FmcListDirectory(SharedRecord& shared) {
+  shared.CurrentDiscType = 2;
+  shared.DiscFilesText.clear();
+  shared.DiscFormatText.clear();
+  shared.FreeStitchesText = "0";
+  StartPass(shared);
+  shared.BlockUsed.fill(false);
+
+  shared.FmcIndexImage = FmcReadIndex(shared);
+  if (shared.FmcIndexImage.empty()) return 3;
+  switch (FmcReadDirectory(shared)) {
+    case FmcPass::SectorFailed: return 1;
+    case FmcPass::NotFmc: return 3;
+    case FmcPass::Read: break;
+  }
+  int found = 0;
+  const int files = FmcCollectFiles(shared, {}, found);
+  for (int slot = 1; slot <= files; ++slot) {
+    for (char block : shared.ListBlocks[static_cast<size_t>(slot)]) {
+      if (block != 0) shared.BlockUsed[static_cast<uint8_t>(block)] = true;
+    }
+  }
+  // Each file's stitch count, from the first sector of its first block.
+  for (int slot = 1; slot <= files; ++slot) {
+    const std::string& blocks = shared.ListBlocks[static_cast<size_t>(slot)];
+    const int first = blocks.empty() ? 0 : static_cast<uint8_t>(blocks[0]);
+    if (!ReadSectorTries(shared, FmcBlockTrack(first), FmcBlockHead(first), 1, 1)) return 1;
+    const uint8_t* b = shared.SectorBuffer.data();
+    char digits[8];
+    std::snprintf(digits, sizeof digits, "%02X%02X%02X", b[6], b[5], b[4]);
+    const std::string count = std::string(digits).substr(0, std::min<size_t>(b[7], 6));
+    shared.ListDetails[static_cast<size_t>(slot)] =
+        std::string(7 - std::min<size_t>(count.size(), 7), ' ') + count;
+  }
+  if (files == 0) return 2;
+
+  shared.DiscByteCount = FmcFreeBytes(shared, true);
+  shared.FreeStitchesText = ThousandsText(shared.DiscByteCount / 3);
+  shared.DiscFormatText = "Barudan FMC";
+  for (int slot = 1; slot <= files; ++slot) {
+    const std::string& detail = shared.ListDetails[static_cast<size_t>(slot)];
+    const long count = std::strtol(detail.c_str(), nullptr, 10);
+    char line[32];
+    std::snprintf(line, sizeof line, " %8ld", count);
+    shared.DiscFilesText += shared.ListNames[static_cast<size_t>(slot)] + line + '\0';
+  }
+  return 0;
+}
+
+}  // namespace tavlin

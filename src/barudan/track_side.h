@@ -1,0 +1,39 @@
+// What both Barudan disc families share: 256-byte sectors at double density, taken
+// in an interleave order, a track side at a time through TrackBuffer.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "public/shared_record.h"
+
+namespace tavlin {
+
+constexpr int kBarudanSectorBytes = 256;
+
+// The n-th 256-byte piece of a track side lies in sector kSectorOrder[n - 1].
+constexpr std::array<uint8_t, 16> kSectorOrder = {1, 4, 7, 10, 13, 16, 3, 6,
+                                                 9, 12, 15, 2, 5, 8, 11, 14};
+
+// Reads one sector into SectorBuffer, with this many attempts; true when it came.
+bool ReadSectorTries(SharedRecord& shared, int track, int head, int sector, int attempts);
+// Writes 256 bytes to one sector, with this many attempts; true when they went.
+bool WriteSectorTries(SharedRecord& shared, std::string_view bytes, int track, int head,
+                      int sector, int attempts);
+// The first 256 bytes of SectorBuffer.
+std::string SectorBytes(const SharedRecord& shared);
+
+// Moves one track side between the disc and TrackBuffer (slots 1 to 16 by sector),
+// sectors in the interleave order, three attempts each, pumping the host's queue after
+// each sector. Reading stops at a third failure and leaves the later slots as they
+// were; writing skips empty slots and empties all 16 whatever happens. Both answer
+// whether every sector went through.
+bool ReadTrackSide(SharedRecord& shared, int track, int head);
+bool WriteTrackSide(SharedRecord& shared, int track, int head);
+
+// "#,###,###": digits in groups of three with commas; an empty text for 0.
+std::string ThousandsText(int64_t value);
+
+}  // namespace tavlin
