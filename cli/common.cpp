@@ -47,7 +47,7 @@ class ProgressBar final : public Progress {
 }  // namespace
 
 std::shared_ptr<Progress> MakeProgressBar() {
-  if (isatty(2) == 0) return nullptr;
+  if (isatty(2) == 0) return std::make_shared<NoProgressBar>();
   return std::make_shared<ProgressBar>();
 }
 
@@ -83,6 +83,17 @@ int ConvertSafely(const std::string& source, const std::string& dest,
     return 75;  // path/file access error
   }
   return 0;
+}
+
+std::string RefusedFormat(const std::string& path, bool forReading) {
+  const int16_t code = FindFormatCode(path);
+  for (const FormatInfo& f : StitchFormats()) {
+    if (f.code != code || code == -2) continue;
+    if (forReading ? f.reads : f.writes) return {};
+    return std::string("this build does not ") + (forReading ? "read " : "write ") +
+           (f.fileEnd.empty() ? f.extension : f.fileEnd) + " files";
+  }
+  return "the extension of " + path + " names no stitch format";
 }
 
 std::string Millimetres(double tenths) {

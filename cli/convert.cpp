@@ -9,22 +9,6 @@
 
 namespace tavlin::cli {
 
-namespace {
-
-// A format this build reads (or writes), or the words saying why not.
-std::string RefusedFormat(const std::string& path, bool forReading) {
-  const int16_t code = FindFormatCode(path);
-  if (code == -2) return "the extension of " + path + " names no stitch format";
-  for (const FormatInfo& f : StitchFormats()) {
-    if (f.code != code) continue;
-    if (forReading ? f.reads : f.writes) return {};
-    return std::string("this build does not ") + (forReading ? "read " : "write ") +
-           (f.fileEnd.empty() ? f.extension : f.fileEnd) + " files";
-  }
-  return "the extension of " + path + " names no stitch format";
-}
-
-}  // namespace
 
 void AddConvert(CLI::App& app, int& exitCode) {
   auto* verb = app.add_subcommand("convert", "Convert a stitch file to another format, "

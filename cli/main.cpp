@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
   tavlin::cli::AddInfo(app, exitCode);
   tavlin::cli::AddFormats(app, exitCode);
   tavlin::cli::AddDemo(app, exitCode);
+  tavlin::cli::AddDisc(app, exitCode);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

@@ -10,5 +10,6 @@ void AddConvert(CLI::App& app, int& exitCode);
 void AddInfo(CLI::App& app, int& exitCode);
 void AddFormats(CLI::App& app, int& exitCode);
 void AddDemo(CLI::App& app, int& exitCode);
+void AddDisc(CLI::App& app, int& exitCode);
 
 }  // namespace tavlin::cli

@@ -90,3 +90,79 @@ TEST(Command, ListsFormatsAndRunsTheDemo) {
 
 }  // namespace
 }  // namespace tavlin
+
+namespace tavlin {
+namespace {
+
+TEST(Command, PutsDesignsOnAnFmcDiscAndTakesThemOff) {
+  test::TempDir dir;
+  const std::string image = dir / "fmc.img";
+  Outcome format = Tavlin(dir, "disc format " + image + " --family fmc");
+  ASSERT_EQ(format.exitCode, 0) << format.err;
+  EXPECT_EQ(std::filesystem::file_size(image), 671744u);
+  Outcome again = Tavlin(dir, "disc format " + image + " --family fmc");
+  EXPECT_NE(again.exitCode, 0);
+  EXPECT_NE(again.err.find("--force"), std::string::npos) << again.err;
+  EXPECT_EQ(Tavlin(dir, "disc format " + image + " --family fmc --force").exitCode, 0);
+
+  Outcome empty = Tavlin(dir, "disc list " + image);
+  EXPECT_EQ(empty.exitCode, 0) << empty.err;
+  EXPECT_EQ(empty.out, "no designs on the disc\n");
+
+  test::WriteBytes(dir / "a.DST", test::ZigzagDst(40, 10, 10, 15));
+  Outcome write = Tavlin(dir, "disc write " + image + " " + (dir / "a.DST") + " --family fmc");
+  ASSERT_EQ(write.exitCode, 0) << write.err;
+  EXPECT_NE(write.out.find("as A01.DAT"), std::string::npos) << write.out;
+
+  Outcome list = Tavlin(dir, "disc list --json " + image);
+  ASSERT_EQ(list.exitCode, 0) << list.err;
+  EXPECT_NE(list.out.find("\"family\": \"Barudan FMC\""), std::string::npos) << list.out;
+  EXPECT_NE(list.out.find("\"free_stitches\": 387072"), std::string::npos) << list.out;
+  EXPECT_NE(list.out.find("\"name\": \"A01.DAT\""), std::string::npos) << list.out;
+  // A jump, 40 stitches, 2 colour changes and the end record.
+  EXPECT_NE(list.out.find("\"stitches\": 44"), std::string::npos) << list.out;
+
+  Outcome read = Tavlin(dir, "disc read " + image + " A01 " + (dir / "back.DSB"));
+  ASSERT_EQ(read.exitCode, 0) << read.err;
+  Outcome source = Tavlin(dir, "info --json " + (dir / "a.DST"));
+  Outcome back = Tavlin(dir, "info --json " + (dir / "back.DSB"));
+  auto extents = [](const std::string& json) { return json.substr(json.find("extents_mm")); };
+  EXPECT_EQ(extents(back.out), extents(source.out));
+  EXPECT_NE(back.out.find("\"colour_changes\": 2"), std::string::npos) << back.out;
+  // Nothing of the working files is left beside the output.
+  EXPECT_FALSE(std::filesystem::exists(dir / ".back.DSB.tavlin.QEP"));
+
+  Outcome refused = Tavlin(dir, "disc read " + image + " 0 " + (dir / "back.PES"));
+  EXPECT_NE(refused.exitCode, 0);
+  EXPECT_NE(refused.err.find("does not write PES"), std::string::npos) << refused.err;
+  Outcome missing = Tavlin(dir, "disc read " + image + " 3 " + (dir / "x.DST"));
+  EXPECT_NE(missing.exitCode, 0);
+  EXPECT_NE(missing.err.find("no such design"), std::string::npos) << missing.err;
+
+  Outcome del = Tavlin(dir, "disc delete " + image + " 0");
+  EXPECT_EQ(del.exitCode, 0) << del.err;
+  EXPECT_EQ(Tavlin(dir, "disc list " + image).out, "no designs on the disc\n");
+  Outcome notFmc = Tavlin(dir, "disc list " + (dir / "a.DST"));
+  EXPECT_NE(notFmc.exitCode, 0);
+  EXPECT_EQ(Lines(notFmc.err), 1u);
+}
+
+TEST(Command, SaysWhyADiscWriteFails) {
+  test::TempDir dir;
+  const std::string image = dir / "fmc.img";
+  ASSERT_EQ(Tavlin(dir, "disc format " + image + " --family fmc").exitCode, 0);
+  // Larger than the disc: 214,185 stitches need one byte more than 157 blocks.
+  test::WriteBytes(dir / "big.DST", test::ZigzagDst(240000));
+  Outcome full = Tavlin(dir, "disc write " + image + " " + (dir / "big.DST"));
+  EXPECT_NE(full.exitCode, 0);
+  EXPECT_NE(full.err.find("not enough free room on the disc for the design (code 5)"),
+            std::string::npos)
+      << full.err;
+  test::WriteBytes(dir / "a.HUS", "closed");
+  Outcome closed = Tavlin(dir, "disc write " + image + " " + (dir / "a.HUS"));
+  EXPECT_NE(closed.exitCode, 0);
+  EXPECT_NE(closed.err.find("does not read HUS"), std::string::npos) << closed.err;
+}
+
+}  // namespace
+}  // namespace tavlin

@@ -1,0 +1,370 @@
+// tavlin disc format|list|write|read|delete: designs on machine discs, through the
+// public class exactly as a COM host would drive it.
+#include "disc.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "common.h"
+#include "tavlin/stitch_files.h"
+#include "verbs.h"
+
+namespace tavlin::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::vector<DiscFamily>& Families() {
+  static const std::vector<DiscFamily> families = {
+      {"fmc", FMC, ImageFamily::Fmc, true},
+      {"fdr3", FDR3, ImageFamily::Fdr3, false},
+      {"zsk", ZSKDisc, ImageFamily::Zsk, false},
+      {"dos720", OtherDOS, ImageFamily::Dos720, false},
+  };
+  return families;
+}
+
+std::string Normalised(const std::string& name) {
+  std::string out;
+  for (char c : name) {
+    if (c != ' ') out += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  }
+  return out;
+}
+
+// The design an ENTRY names: a line of the listing counted from 0, or a name on the
+// disc ("A01", "A01.DAT").
+const ListedDesign* FindEntry(const std::vector<ListedDesign>& designs, const std::string& entry) {
+  const bool number = !entry.empty() && std::all_of(entry.begin(), entry.end(), ::isdigit);
+  for (const ListedDesign& d : designs) {
+    if (number && std::to_string(d.line) == entry) return &d;
+    const std::string name = Normalised(d.name);
+    const std::string wanted = Normalised(entry);
+    if (!number && (name == wanted || name.substr(0, name.find('.')) == wanted)) return &d;
+  }
+  return nullptr;
+}
+
+// Binds drive A: to the image; false, with the error said, when it can't be.
+bool Bind(const std::string& image, const DiscFamily& family, int& exitCode) {
+  try {
+    BindDriveImage(0, image, family.image);
+    return true;
+  } catch (const std::exception& e) {
+    exitCode = Fail(e.what());
+    return false;
+  }
+}
+
+struct DiscArgs {
+  std::string image;
+  std::string family = "fmc";
+};
+
+CLI::App* AddVerb(CLI::App& disc, const std::string& name, const std::string& description,
+                  DiscArgs& args, bool everyFamily) {
+  auto* verb = disc.add_subcommand(name, description);
+  verb->add_option("IMAGE", args.image, "the disc image file")->required();
+  verb->add_option("--family", args.family, "the disc family")
+      ->check(CLI::IsMember(DiscFamilyNames(!everyFamily)))
+      ->capture_default_str();
+  return verb;
+}
+
+void AddFormat(CLI::App& disc, int& exitCode) {
+  auto args = std::make_shared<DiscArgs>();
+  auto force = std::make_shared<bool>(false);
+  auto* verb = AddVerb(disc, "format", "Make an image file holding an empty disc of a family",
+                       *args, true);
+  verb->add_flag("--force", *force, "format an image that exists already");
+  verb->callback([args, force, &exitCode] {
+    const DiscFamily& family = *FindDiscFamily(args->family);
+    std::error_code ec;
+    if (fs::exists(args->image, ec) && !*force) {
+      exitCode = Fail(args->image + " exists: give --force to format it anew");
+      return;
+    }
+    // The disc is made beside the image and takes its place only when it is whole.
+    const std::string made = args->image + ".tavlin-new";
+    {
+      std::ofstream out(made, std::ios::binary | std::ios::trunc);
+      const std::string zeros(static_cast<size_t>(ImageBytes(family.image)), '\0');
+      out.write(zeros.data(), static_cast<std::streamsize>(zeros.size()));
+      if (!out) {
+        exitCode = Fail("cannot write " + made);
+        return;
+      }
+    }
+    if (!Bind(made, family, exitCode)) return;
+    Tavlin tavlin;
+    const int16_t result = tavlin.FormatDisc(family.formatType);
+    UnbindDrive(0);
+    if (result != 0) {
+      fs::remove(made, ec);
+      exitCode = Fail("cannot format " + args->image + ": " + DiscResultInWords("format", result));
+      return;
+    }
+    fs::rename(made, args->image, ec);
+    if (ec) {
+      fs::remove(made, ec);
+      exitCode = Fail("cannot replace " + args->image);
+      return;
+    }
+    std::cout << "formatted " << args->image << " as an empty " << family.name << " disc\n";
+  });
+}
+
+void AddList(CLI::App& disc, int& exitCode) {
+  auto args = std::make_shared<DiscArgs>();
+  auto json = std::make_shared<bool>(false);
+  auto* verb = AddVerb(disc, "list", "List the designs on a disc and the room left", *args, false);
+  verb->add_flag("--json", *json, "print JSON");
+  verb->callback([args, json, &exitCode] {
+    const DiscFamily& family = *FindDiscFamily(args->family);
+    if (!Bind(args->image, family, exitCode)) return;
+    Tavlin tavlin;
+    const int16_t result = ListDisc(tavlin, family);
+    if (result != 0 && result != 2) {
+      exitCode = Fail("cannot list " + args->image + ": " + DiscResultInWords("list", result));
+      return;
+    }
+    const std::vector<ListedDesign> designs = ListedDesigns(tavlin);
+    if (*json) {
+      nlohmann::ordered_json out = {{"image", args->image},
+                                    {"family", tavlin.Format()},
+                                    {"disc_type", tavlin.DiscType()},
+                                    {"free_stitches", tavlin.FreeStitches()},
+                                    {"designs", nlohmann::json::array()}};
+      for (const ListedDesign& d : designs) {
+        out["designs"].push_back({{"line", d.line}, {"name", d.name}, {"stitches", d.stitches}});
+      }
+      std::cout << out.dump(2) << "\n";
+      return;
+    }
+    if (designs.empty()) {
+      std::cout << "no designs on the disc\n";
+      return;
+    }
+    std::cout << tavlin.Format() << ": " << designs.size()
+              << (designs.size() == 1 ? " design, " : " designs, ") << tavlin.FreeStitches()
+              << " stitches free\n";
+    for (const ListedDesign& d : designs) {
+      std::printf("%4d  %s\n", d.line, d.text.c_str());
+    }
+  });
+}
+
+void AddWrite(CLI::App& disc, int& exitCode) {
+  auto args = std::make_shared<DiscArgs>();
+  auto design = std::make_shared<std::string>();
+  auto* verb = AddVerb(disc, "write", "Write a stitch file of any readable format to a disc",
+                       *args, false);
+  verb->add_option("DESIGN", *design, "the stitch file")->required();
+  verb->callback([args, design, &exitCode] {
+    const DiscFamily& family = *FindDiscFamily(args->family);
+    std::error_code ec;
+    if (!fs::is_regular_file(*design, ec)) {
+      exitCode = Fail("cannot write " + *design + ": file not found (code 53)");
+      return;
+    }
+    if (const std::string why = RefusedFormat(*design, true); !why.empty()) {
+      exitCode = Fail("cannot write " + *design + ": " + why);
+      return;
+    }
+    if (!Bind(args->image, family, exitCode)) return;
+    Tavlin tavlin;
+    ListDisc(tavlin, family);
+    const std::vector<ListedDesign> before = ListedDesigns(tavlin);
+    auto progress = MakeProgressBar();
+    const int16_t result =
+        tavlin.WriteToDisc(*design, fs::path(*design).filename().string(), family.formatType,
+                           progress);
+    progress.reset();
+    if (result != 0) {
+      exitCode = Fail("cannot write " + *design + " to " + args->image + ": " +
+                      DiscResultInWords("write", result));
+      return;
+    }
+    ListDisc(tavlin, family);
+    for (const ListedDesign& d : ListedDesigns(tavlin)) {
+      const bool old = std::any_of(before.begin(), before.end(),
+                                   [&d](const ListedDesign& b) { return b.name == d.name; });
+      if (!old) std::cout << "wrote " << *design << " as " << d.name << "\n";
+    }
+  });
+}
+
+void AddRead(CLI::App& disc, int& exitCode) {
+  auto args = std::make_shared<DiscArgs>();
+  auto entry = std::make_shared<std::string>();
+  auto out = std::make_shared<std::string>();
+  auto* verb = AddVerb(disc, "read",
+                       "Read a design off a disc into a stitch file of the format OUT names",
+                       *args, false);
+  verb->add_option("ENTRY", *entry, "the design: its line in the listing from 0, or its name")
+      ->required();
+  verb->add_option("OUT", *out, "the stitch file to write")->required();
+  verb->callback([args, entry, out, &exitCode] {
+    const DiscFamily& family = *FindDiscFamily(args->family);
+    if (const std::string why = RefusedFormat(*out, false); !why.empty()) {
+      exitCode = Fail("cannot read into " + *out + ": " + why);
+      return;
+    }
+    if (!Bind(args->image, family, exitCode)) return;
+    Tavlin tavlin;
+    const int16_t listed = ListDisc(tavlin, family);
+    if (listed != 0) {
+      exitCode = Fail("cannot read " + args->image + ": " + DiscResultInWords("list", listed));
+      return;
+    }
+    const std::vector<ListedDesign> designs = ListedDesigns(tavlin);
+    const ListedDesign* design = FindEntry(designs, *entry);
+    if (design == nullptr) {
+      exitCode = Fail("cannot read " + *entry + ": no such design on the disc");
+      return;
+    }
+    // The disc gives QEP; a conversion takes it to the format asked for.
+    const fs::path qep = fs::path(*out).parent_path() /
+                         ("." + fs::path(*out).filename().string() + ".tavlin.QEP");
+    std::error_code ec;
+    fs::remove(qep, ec);
+    auto progress = MakeProgressBar();
+    const int16_t result =
+        tavlin.ReadFromDisc(static_cast<int16_t>(design->line), design->name, qep.string(),
+                            family.formatType, progress);
+    progress.reset();
+    if (result != 0 || !fs::exists(qep, ec)) {
+      fs::remove(qep, ec);
+      exitCode = Fail("cannot read " + design->name + " from " + args->image + ": " +
+                      (result != 0 ? DiscResultInWords("read", result)
+                                   : std::string("the design could not be converted")));
+      return;
+    }
+    const int converted = ConvertSafely(qep.string(), *out, nullptr);
+    fs::remove(qep, ec);
+    if (converted != 0) {
+      exitCode = Fail("cannot convert " + design->name + " to " + *out + ": " +
+                      CodeInWords(converted));
+      return;
+    }
+    std::cout << "read " << design->name << " into " << *out << "\n";
+  });
+}
+
+void AddDelete(CLI::App& disc, int& exitCode) {
+  auto args = std::make_shared<DiscArgs>();
+  auto entry = std::make_shared<std::string>();
+  auto* verb = AddVerb(disc, "delete", "Delete a design from a disc", *args, false);
+  verb->add_option("ENTRY", *entry, "the design: its line in the listing from 0, or its name")
+      ->required();
+  verb->callback([args, entry, &exitCode] {
+    const DiscFamily& family = *FindDiscFamily(args->family);
+    if (!Bind(args->image, family, exitCode)) return;
+    Tavlin tavlin;
+    const int16_t listed = ListDisc(tavlin, family);
+    if (listed != 0) {
+      exitCode = Fail("cannot delete from " + args->image + ": " + DiscResultInWords("list", listed));
+      return;
+    }
+    const std::vector<ListedDesign> designs = ListedDesigns(tavlin);
+    const ListedDesign* design = FindEntry(designs, *entry);
+    if (design == nullptr) {
+      exitCode = Fail("cannot delete " + *entry + ": no such design on the disc");
+      return;
+    }
+    const int16_t result =
+        tavlin.DeleteFromDisc(static_cast<int16_t>(design->line), design->name, family.formatType);
+    if (result != 0) {
+      exitCode = Fail("cannot delete " + design->name + ": " + DiscResultInWords("delete", result));
+      return;
+    }
+    std::cout << "deleted " << design->name << "\n";
+  });
+}
+
+}  // namespace
+
+const DiscFamily* FindDiscFamily(const std::string& name) {
+  for (const DiscFamily& f : Families()) {
+    if (f.name == name) return &f;
+  }
+  return nullptr;
+}
+
+std::vector<std::string> DiscFamilyNames(bool withDesigns) {
+  std::vector<std::string> names;
+  for (const DiscFamily& f : Families()) {
+    if (!withDesigns || f.designs) names.push_back(f.name);
+  }
+  return names;
+}
+
+std::vector<ListedDesign> ListedDesigns(const Tavlin& tavlin) {
+  std::vector<ListedDesign> designs;
+  const std::string files = tavlin.Files();
+  for (size_t at = 0; at < files.size();) {
+    size_t end = files.find('\0', at);
+    if (end == std::string::npos) end = files.size();
+    const std::string line = files.substr(at, end - at);
+    // A line: the 12-character name, a blank, the stitches in 8 characters.
+    std::string name;
+    for (char c : line.substr(0, 12)) {
+      if (c != ' ') name += c;
+    }
+    ListedDesign d{static_cast<int>(designs.size()), line, name, 0};
+    if (line.size() > 13) d.stitches = std::strtol(line.c_str() + 13, nullptr, 10);
+    designs.push_back(d);
+    at = end + 1;
+  }
+  return designs;
+}
+
+int16_t ListDisc(Tavlin& tavlin, const DiscFamily& family) {
+  switch (family.formatType) {
+    case FMC: return tavlin.DirectoryFMC();
+    case FDR3: return tavlin.DirectoryFDR();
+    case ZSKDisc: return tavlin.DirectoryZSK();
+    default: return tavlin.ReadDisc();
+  }
+}
+
+std::string DiscResultInWords(const std::string& operation, int code) {
+  std::string words;
+  if (operation == "list") {
+    if (code == 1) words = "the listing can't be read";
+    if (code == 2) words = "nothing to list: the disc holds no designs";
+    if (code == 3) words = "the index can't be read, or the disc is not of this family";
+  } else if (operation == "write") {
+    if (code == 1) words = "a sector could not be read or written, or the disc is not of this family";
+    if (code == 2) words = "no source name, or the source's extension names no format";
+    if (code == 4) words = "no design number left: the disc holds 99 designs";
+    if (code == 5) words = "not enough free room on the disc for the design";
+  } else if (operation == "read") {
+    if (code == 1) words = "a sector could not be read, or the disc is not of this family";
+    if (code == 2) words = "no such design on the disc";
+  } else if (operation == "delete") {
+    if (code == 1) words = "the index or directory could not be written";
+    if (code == 2) words = "no such design in the listing";
+  } else if (operation == "format") {
+    if (code == 1) words = "a track or sector failed, or the image is not of this family";
+  }
+  if (code == 3 && words.empty()) words = "this family is not handled here";
+  return (words.empty() ? ResultText(code) : words) + " (code " + std::to_string(code) + ")";
+}
+
+void AddDisc(CLI::App& app, int& exitCode) {
+  auto* disc = app.add_subcommand("disc", "Designs on machine floppy discs, as image files");
+  disc->require_subcommand(1);
+  AddFormat(*disc, exitCode);
+  AddList(*disc, exitCode);
+  AddWrite(*disc, exitCode);
+  AddRead(*disc, exitCode);
+  AddDelete(*disc, exitCode);
+}
+
+}  // namespace tavlin::cli

@@ -1,0 +1,42 @@
+// The disc families as the command knows them, and what the disc verbs share.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tavlin/drive.h"
+#include "tavlin/tavlin.h"
+
+namespace tavlin::cli {
+
+struct DiscFamily {
+  std::string name;      // as given to --family
+  int16_t formatType;    // of the disc methods
+  ImageFamily image;
+  bool designs;          // list, write, read and delete work in this build
+};
+
+// The family named, or null.
+const DiscFamily* FindDiscFamily(const std::string& name);
+std::vector<std::string> DiscFamilyNames(bool withDesigns);
+
+// One design of a listing: its line, as shown, and its name and stitches.
+struct ListedDesign {
+  int line;
+  std::string text;
+  std::string name;
+  long stitches;
+};
+
+// The designs of the last listing, from Files().
+std::vector<ListedDesign> ListedDesigns(const Tavlin& tavlin);
+
+// Lists the disc of the family; gives the listing routine's result.
+int16_t ListDisc(Tavlin& tavlin, const DiscFamily& family);
+
+// The words for a result of a disc operation ("list", "write", "read", "delete",
+// "format"), e.g. "no design number left: the disc holds 99 designs (code 4)".
+std::string DiscResultInWords(const std::string& operation, int code);
+
+}  // namespace tavlin::cli
