@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "common.h"
 #include "tavlin/stitch_files.h"
@@ -65,6 +66,28 @@ struct DiscArgs {
   std::string image;
   std::string family = "fmc";
 };
+
+// Binds the image, lists it, and finds the design ENTRY names in the listing: what
+// read and delete do first. Null, with the failure said, when any step fails.
+std::optional<ListedDesign> FindOnDisc(Tavlin& tavlin, const DiscArgs& args,
+                                       const std::string& entry, const std::string& verb,
+                                       int& exitCode) {
+  const DiscFamily& family = *FindDiscFamily(args.family);
+  if (!Bind(args.image, family, exitCode)) return std::nullopt;
+  const int16_t listed = ListDisc(tavlin, family);
+  if (listed != 0) {
+    exitCode = Fail("cannot " + verb + " " + entry + " on " + args.image + ": " +
+                    DiscResultInWords("list", listed));
+    return std::nullopt;
+  }
+  const std::vector<ListedDesign> designs = ListedDesigns(tavlin);
+  const ListedDesign* design = FindEntry(designs, entry);
+  if (design == nullptr) {
+    exitCode = Fail("cannot " + verb + " " + entry + ": no such design on the disc");
+    return std::nullopt;
+  }
+  return *design;
+}
 
 CLI::App* AddVerb(CLI::App& disc, const std::string& name, const std::string& description,
                   DiscArgs& args, bool everyFamily) {
@@ -215,19 +238,9 @@ void AddRead(CLI::App& disc, int& exitCode) {
       exitCode = Fail("cannot read into " + *out + ": " + why);
       return;
     }
-    if (!Bind(args->image, family, exitCode)) return;
     Tavlin tavlin;
-    const int16_t listed = ListDisc(tavlin, family);
-    if (listed != 0) {
-      exitCode = Fail("cannot read " + args->image + ": " + DiscResultInWords("list", listed));
-      return;
-    }
-    const std::vector<ListedDesign> designs = ListedDesigns(tavlin);
-    const ListedDesign* design = FindEntry(designs, *entry);
-    if (design == nullptr) {
-      exitCode = Fail("cannot read " + *entry + ": no such design on the disc");
-      return;
-    }
+    const std::optional<ListedDesign> design = FindOnDisc(tavlin, *args, *entry, "read", exitCode);
+    if (!design) return;
     // The disc gives QEP; a conversion takes it to the format asked for.
     const fs::path qep = fs::path(*out).parent_path() /
                          ("." + fs::path(*out).filename().string() + ".tavlin.QEP");
@@ -264,19 +277,9 @@ void AddDelete(CLI::App& disc, int& exitCode) {
       ->required();
   verb->callback([args, entry, &exitCode] {
     const DiscFamily& family = *FindDiscFamily(args->family);
-    if (!Bind(args->image, family, exitCode)) return;
     Tavlin tavlin;
-    const int16_t listed = ListDisc(tavlin, family);
-    if (listed != 0) {
-      exitCode = Fail("cannot delete from " + args->image + ": " + DiscResultInWords("list", listed));
-      return;
-    }
-    const std::vector<ListedDesign> designs = ListedDesigns(tavlin);
-    const ListedDesign* design = FindEntry(designs, *entry);
-    if (design == nullptr) {
-      exitCode = Fail("cannot delete " + *entry + ": no such design on the disc");
-      return;
-    }
+    const std::optional<ListedDesign> design = FindOnDisc(tavlin, *args, *entry, "delete", exitCode);
+    if (!design) return;
     const int16_t result =
         tavlin.DeleteFromDisc(static_cast<int16_t>(design->line), design->name, family.formatType);
     if (result != 0) {

@@ -7,8 +7,11 @@
 #include <initializer_list>
 #include <iterator>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <thread>
+
+#include <unistd.h>
 #include <vector>
 
 #include "conversion/conversion_run.h"
@@ -123,6 +126,25 @@ inline std::string ZigzagDst(int n, int16_t jx = 0, int16_t jy = 0, int colourEv
   }
   return DstFile(records);
 }
+
+// Where the needle goes and what it does there: a step of a design as an absolute
+// record. Needle changes count as colour changes.
+struct Needle {
+  long x, y;
+  int16_t kind;
+  int16_t colour;
+  bool operator==(const Needle& o) const {
+    return x == o.x && y == o.y && kind == o.kind && colour == o.colour;
+  }
+};
+
+inline void PrintTo(const Needle& n, std::ostream* out) {
+  *out << "(" << n.x << ", " << n.y << " kind " << n.kind << " colour " << n.colour << ")";
+}
+
+// The design in a file, step by step; jumps left out unless asked for, since formats
+// split and join them differently.
+std::vector<Needle> NeedlesOf(const std::string& path, bool withJumps = false);
 
 // ConvertStitchFile on a record of its own, with the codes of the two names.
 struct Converter {

@@ -64,28 +64,7 @@ struct Disc {
   int reads = 0;
 };
 
-struct Needle {
-  long x, y;
-  int16_t kind;
-  bool operator==(const Needle& o) const { return x == o.x && y == o.y && kind == o.kind; }
-};
-
-void PrintTo(const Needle& n, std::ostream* out) {
-  *out << "(" << n.x << ", " << n.y << " kind " << n.kind << ")";
-}
-
-// The stitches and colour changes of a design, where they are.
-std::vector<Needle> NeedlesOf(const std::string& path) {
-  std::vector<Needle> needles;
-  EXPECT_EQ(ReadDesign(path,
-                       [&needles](const DesignStep& s) {
-                         if (s.kind == 1) return;  // jumps are split and joined differently
-                         const int16_t kind = s.kind >= 23 && s.kind <= 30 ? int16_t{2} : s.kind;
-                         needles.push_back({std::lround(s.posX), std::lround(s.posY), kind});
-                       }),
-            0);
-  return needles;
-}
+using test::Needle;
 
 TEST(FmcDisc, AFreshDiscListsNothingThenOneDesign) {
   OnFreshThread([] {
@@ -128,7 +107,7 @@ TEST(FmcDisc, AFreshDiscListsNothingThenOneDesign) {
     ASSERT_FALSE(qep.empty());
     test::WriteBytes(disc.dir / "source.DST", source);
     ASSERT_EQ(ConvertStitchFiles(disc.dir / "read0.QEP", disc.dir / "back.DST"), 0);
-    EXPECT_EQ(NeedlesOf(disc.dir / "back.DST"), NeedlesOf(disc.dir / "source.DST"));
+    EXPECT_EQ(test::NeedlesOf(disc.dir / "back.DST"), test::NeedlesOf(disc.dir / "source.DST"));
     // No working file is left behind.
     EXPECT_FALSE(std::filesystem::exists(disc.dir / "$TEMP.TMP"));
   });
@@ -166,7 +145,7 @@ TEST(FmcDisc, ADesignOfSixteenBlocksGetsAFurtherEmptyEntry) {
     EXPECT_EQ(disc.tavlin.FreeStitches(), (142 * 4096 + 238 * 2048) / 3);
     test::WriteBytes(disc.dir / "source.DST", test::ZigzagDst(21000));
     ASSERT_FALSE(disc.Read(0).empty());
-    EXPECT_EQ(NeedlesOf(disc.dir / "read0.QEP"), NeedlesOf(disc.dir / "source.DST"));
+    EXPECT_EQ(test::NeedlesOf(disc.dir / "read0.QEP"), test::NeedlesOf(disc.dir / "source.DST"));
   });
 }
 

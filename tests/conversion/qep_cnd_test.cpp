@@ -227,31 +227,7 @@ TEST(Qcd, FeedsOnlyACndDestination) {
             DstRecord(KindStitch, 0, 0) + DstRecord(KindStitch, 0, 0) + Bytes({0, 0, 0xF3}));
 }
 
-// Where the needle goes and what it does there, as a list of absolute records.
-struct Needle {
-  long x, y;
-  int16_t kind;
-  int16_t colour;
-  bool operator==(const Needle& o) const {
-    return x == o.x && y == o.y && kind == o.kind && colour == o.colour;
-  }
-};
-
-void PrintTo(const Needle& n, std::ostream* out) {
-  *out << "(" << n.x << ", " << n.y << " kind " << n.kind << " colour " << n.colour << ")";
-}
-
-std::vector<Needle> NeedlesOf(const std::string& path) {
-  std::vector<Needle> needles;
-  EXPECT_EQ(ReadDesign(path,
-                       [&needles](const DesignStep& s) {
-                         const int16_t kind = s.kind >= 23 && s.kind <= 30 ? int16_t{2} : s.kind;
-                         needles.push_back({std::lround(s.posX), std::lround(s.posY), kind,
-                                            s.colour});
-                       }),
-            0);
-  return needles;
-}
+using test::Needle;
 
 TEST(RoundTrips, DstThroughDsbDszAndQepComesBackTheSame) {
   test::TempDir dir;
@@ -268,12 +244,12 @@ TEST(RoundTrips, DstThroughDsbDszAndQepComesBackTheSame) {
   ASSERT_EQ(convert(dir / "b.DSB", dir / "c.DSZ"), 0);
   ASSERT_EQ(convert(dir / "c.DSZ", dir / "d.QEP"), 0);
   ASSERT_EQ(convert(dir / "d.QEP", dir / "e.DST"), 0);
-  const std::vector<Needle> source = NeedlesOf(dir / "a.DST");
+  const std::vector<Needle> source = test::NeedlesOf(dir / "a.DST", true);
   for (const char* name : {"b.DSB", "c.DSZ", "d.QEP"}) {
-    EXPECT_EQ(NeedlesOf(dir / name), source) << name;
+    EXPECT_EQ(test::NeedlesOf(dir / name, true), source) << name;
   }
   // The end has the opening jump of no length that every DST gets.
-  const std::vector<Needle> back = NeedlesOf(dir / "e.DST");
+  const std::vector<Needle> back = test::NeedlesOf(dir / "e.DST", true);
   ASSERT_EQ(back.size(), source.size() + 1);
   EXPECT_EQ(back.front(), (Needle{0, 0, KindJump, 1}));
   EXPECT_EQ(std::vector<Needle>(back.begin() + 1, back.end()), source);

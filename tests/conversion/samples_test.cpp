@@ -12,25 +12,7 @@ namespace {
 
 const std::string kSamples = TAVLIN_SAMPLES;
 
-struct Needle {
-  long x, y;
-  int16_t kind;
-  bool operator==(const Needle& o) const { return x == o.x && y == o.y && kind == o.kind; }
-};
-
-void PrintTo(const Needle& n, std::ostream* out) {
-  *out << "(" << n.x << ", " << n.y << " kind " << n.kind << ")";
-}
-
-std::vector<Needle> NeedlesOf(const std::string& path) {
-  std::vector<Needle> needles;
-  EXPECT_EQ(ReadDesign(path,
-                       [&needles](const DesignStep& s) {
-                         needles.push_back({std::lround(s.posX), std::lround(s.posY), s.kind});
-                       }),
-            0);
-  return needles;
-}
+using test::Needle;
 
 // A number field of the sample's own text header, e.g. "+X:".
 long HeaderValue(const std::string& header, const std::string& label) {
@@ -44,19 +26,19 @@ TEST(Samples, StarDstGoesToDstAndBackUnchanged) {
   Tavlin tavlin;
   const std::string star = kSamples + "/Star.DST";
   ASSERT_EQ(ConvertStitchFiles(star, dir / "star.DST"), 0);
-  std::vector<Needle> source = NeedlesOf(star);
-  const std::vector<Needle> copy = NeedlesOf(dir / "star.DST");
+  std::vector<Needle> source = test::NeedlesOf(star, true);
+  const std::vector<Needle> copy = test::NeedlesOf(dir / "star.DST", true);
   // The copy opens with a jump of no length of its own.
   ASSERT_FALSE(copy.empty());
-  EXPECT_EQ(copy.front(), (Needle{0, 0, 1}));
+  EXPECT_EQ(copy.front(), (Needle{0, 0, KindJump, 1}));
   EXPECT_EQ(std::vector<Needle>(copy.begin() + 1, copy.end()), source);
   ASSERT_EQ(ConvertStitchFiles(dir / "star.DST", dir / "again.T01"), 0);
   ASSERT_EQ(ConvertStitchFiles(dir / "again.T01", dir / "again.DST"), 0);
-  const std::vector<Needle> again = NeedlesOf(dir / "again.DST");
+  const std::vector<Needle> again = test::NeedlesOf(dir / "again.DST", true);
   // Through the wrapper: each conversion's opening jump and the wrapper's own, before
   // the copy's: four jumps of no length, and nothing else.
   ASSERT_GT(again.size(), 4u);
-  for (size_t i = 0; i < 4; ++i) EXPECT_EQ(again[i], (Needle{0, 0, 1}));
+  for (size_t i = 0; i < 4; ++i) EXPECT_EQ(again[i], (Needle{0, 0, KindJump, 1}));
   EXPECT_EQ(std::vector<Needle>(again.begin() + 4, again.end()), source);
 }
 
