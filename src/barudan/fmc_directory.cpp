@@ -3,8 +3,9 @@
 #include <cstdio>
 
 #include "barudan/fmc_disc.h"
-#include "barudan/track_side.h"
+#include "conversion/numbers.h"
 #include "services/sector_service.h"
+#include "services/track_side.h"
 
 namespace tavlin {
 

@@ -4,7 +4,6 @@
 #include <cstdlib>
 
 #include "barudan/fmc_disc.h"
-#include "barudan/track_side.h"
 #include "conversion/buffered_file.h"
 #include "conversion/convert.h"
 #include "conversion/format_table.h"
@@ -13,6 +12,7 @@
 #include "platform/files.h"
 #include "platform/working_folder.h"
 #include "services/sector_service.h"
+#include "services/track_side.h"
 
 namespace tavlin {
 
@@ -33,12 +33,8 @@ std::string RebuiltHeader(const std::string& firstSector, const std::string& des
   auto magnitude = [&firstSector](size_t offset) {
     return std::abs(Bytes2ToInt(firstSector.substr(offset, 2)));
   };
-  std::string name = destName.substr(0, 8);
-  name.resize(8, ' ');
-  return "LA:" + name + " BARDSC.\r" + "ST:" + HeaderNumber(0, 7) + "\rCO:" + HeaderNumber(0, 3) +
-         "\r+X:" + HeaderNumber(magnitude(10), 5) + "\r-X:" + HeaderNumber(magnitude(8), 5) +
-         "\r+Y:" + HeaderNumber(magnitude(14), 5) + "\r-Y:" + HeaderNumber(magnitude(12), 5) +
-         "\r";
+  return DiscReadHeader(destName, "BAR", magnitude(10), magnitude(8), magnitude(14),
+                        magnitude(12));
 }
 
 // Gathers the design's stitch data into a DSB working file behind its header; false

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "barudan/fmc_disc.h"
-#include "barudan/track_side.h"
 #include "conversion/buffered_file.h"
 #include "conversion/convert.h"
 #include "conversion/format_table.h"
@@ -15,6 +14,7 @@
 #include "platform/files.h"
 #include "platform/working_folder.h"
 #include "services/sector_service.h"
+#include "services/track_side.h"
 
 namespace tavlin {
 

@@ -33,6 +33,15 @@ std::string IntToBytes4(double value) {
           static_cast<char>((v >> 16) & 0xFF), static_cast<char>(v >> 24)};
 }
 
+std::string ThousandsText(int64_t value) {
+  if (value == 0) return "";
+  std::string digits = std::to_string(value < 0 ? -value : value);
+  for (int at = static_cast<int>(digits.size()) - 3; at > 0; at -= 3) {
+    digits.insert(static_cast<size_t>(at), ",");
+  }
+  return value < 0 ? "-" + digits : digits;
+}
+
 std::string FileNameOf(std::string_view path) {
   const size_t cut = path.find_last_of("\\/");
   return std::string(cut == std::string_view::npos ? path : path.substr(cut + 1));

@@ -37,6 +37,9 @@ int32_t Bytes4ToInt(std::string_view bytes);
 // Two's complement over the 32-bit range; outside it, an overflow failure.
 std::string IntToBytes4(double value);
 
+// "#,###,###": digits in groups of three with commas; an empty text for 0.
+std::string ThousandsText(int64_t value);
+
 // The text behind the last path separator ("\" or "/"), the extension kept.
 std::string FileNameOf(std::string_view path);
 

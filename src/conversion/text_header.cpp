@@ -44,6 +44,16 @@ std::string Field(const char* label, const std::string& value) {
 
 }  // namespace
 
+std::string DiscReadHeader(const std::string& destName, const std::string& tag, int plusX,
+                           int minusX, int plusY, int minusY) {
+  std::string name = destName.substr(0, 8);
+  name.resize(8, ' ');
+  return "LA:" + name + " " + tag + "DSC.\r" + Field("ST:", HeaderNumber(0, 7)) +
+         Field("CO:", HeaderNumber(0, 3)) + Field("+X:", HeaderNumber(plusX, 5)) +
+         Field("-X:", HeaderNumber(minusX, 5)) + Field("+Y:", HeaderNumber(plusY, 5)) +
+         Field("-Y:", HeaderNumber(minusY, 5));
+}
+
 void WriteTextHeader(ConversionRun& run) {
   std::string name = FileNameOf(run.ResolvedSource).substr(0, 8);
   name.resize(8, ' ');

@@ -16,6 +16,12 @@ std::string MachineTag(std::string_view destPath);
 // cut to the field's width from the right.
 std::string HeaderNumber(double value, size_t width);
 
+// The header a disc read rebuilds in front of the stitch data it gathers, which the
+// reader of the disc's format skips: the first 8 characters of the destination's name,
+// the machine tag, no counts, and the extents, each line ended by a carriage return.
+std::string DiscReadHeader(const std::string& destName, const std::string& tag, int plusX,
+                           int minusX, int plusY, int minusY);
+
 // Writes the header fields at offset 0 and the two centre values at offset 499.
 void WriteTextHeader(ConversionRun& run);
 

@@ -1,4 +1,4 @@
-#include "barudan/track_side.h"
+#include "services/track_side.h"
 
 #include "services/sector_service.h"
 
@@ -10,33 +10,44 @@ uint8_t Byte(int value) { return static_cast<uint8_t>(value); }
 
 }  // namespace
 
+bool ReadSectorOnce(SharedRecord& shared, int track, int head, int sector) {
+  shared.CurrentTrack = Byte(track);
+  shared.CurrentHead = Byte(head);
+  shared.CurrentSector = Byte(sector);
+  return ReadSector32(shared.platform, Byte(shared.CurrentDrive), shared.SectorBuffer.data(),
+                      shared.SectorBufferLen, Byte(sector), Byte(track), Byte(head)) == kSectorOk;
+}
+
+bool WriteSectorOnce(SharedRecord& shared, std::string_view bytes, int track, int head,
+                     int sector) {
+  shared.SectorBuffer.fill(0);
+  std::copy(bytes.begin(), bytes.begin() + std::min<size_t>(bytes.size(), kSmallSectorBytes),
+            shared.SectorBuffer.begin());
+  shared.CurrentTrack = Byte(track);
+  shared.CurrentHead = Byte(head);
+  shared.CurrentSector = Byte(sector);
+  return WriteSector32(shared.platform, Byte(shared.CurrentDrive), shared.SectorBuffer.data(),
+                       shared.SectorBufferLen, Byte(sector), Byte(track), Byte(head)) == kSectorOk;
+}
+
 bool ReadSectorTries(SharedRecord& shared, int track, int head, int sector, int attempts) {
   for (int attempt = 0; attempt < attempts; ++attempt) {
-    if (ReadSector32(shared.platform, Byte(shared.CurrentDrive), shared.SectorBuffer.data(),
-                     shared.SectorBufferLen, Byte(sector), Byte(track), Byte(head)) == kSectorOk) {
-      return true;
-    }
+    if (ReadSectorOnce(shared, track, head, sector)) return true;
   }
   return false;
 }
 
 bool WriteSectorTries(SharedRecord& shared, std::string_view bytes, int track, int head,
                       int sector, int attempts) {
-  shared.SectorBuffer.fill(0);
-  std::copy(bytes.begin(), bytes.begin() + std::min<size_t>(bytes.size(), kBarudanSectorBytes),
-            shared.SectorBuffer.begin());
   for (int attempt = 0; attempt < attempts; ++attempt) {
-    if (WriteSector32(shared.platform, Byte(shared.CurrentDrive), shared.SectorBuffer.data(),
-                      shared.SectorBufferLen, Byte(sector), Byte(track), Byte(head)) == kSectorOk) {
-      return true;
-    }
+    if (WriteSectorOnce(shared, bytes, track, head, sector)) return true;
   }
   return false;
 }
 
 std::string SectorBytes(const SharedRecord& shared) {
   return std::string(reinterpret_cast<const char*>(shared.SectorBuffer.data()),
-                     kBarudanSectorBytes);
+                     kSmallSectorBytes);
 }
 
 bool ReadTrackSide(SharedRecord& shared, int track, int head) {
@@ -61,15 +72,6 @@ bool WriteTrackSide(SharedRecord& shared, int track, int head) {
   }
   for (std::string& slot : shared.TrackBuffer) slot.clear();
   return written;
-}
-
-std::string ThousandsText(int64_t value) {
-  if (value == 0) return "";
-  std::string digits = std::to_string(value < 0 ? -value : value);
-  for (int at = static_cast<int>(digits.size()) - 3; at > 0; at -= 3) {
-    digits.insert(static_cast<size_t>(at), ",");
-  }
-  return value < 0 ? "-" + digits : digits;
 }
 
 }  // namespace tavlin

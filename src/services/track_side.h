@@ -1,5 +1,6 @@
-// What both Barudan disc families share: 256-byte sectors at double density, taken
-// in an interleave order, a track side at a time through TrackBuffer.
+// What the disc families of 256-byte sectors share (FMC, FDR3, ZSK): sectors taken in
+// an interleave order, a track side at a time through TrackBuffer, and single sectors
+// with a number of attempts.
 #pragma once
 
 #include <array>
@@ -11,11 +12,16 @@
 
 namespace tavlin {
 
-constexpr int kBarudanSectorBytes = 256;
+constexpr int kSmallSectorBytes = 256;
 
 // The n-th 256-byte piece of a track side lies in sector kSectorOrder[n - 1].
 constexpr std::array<uint8_t, 16> kSectorOrder = {1, 4, 7, 10, 13, 16, 3, 6,
                                                  9, 12, 15, 2, 5, 8, 11, 14};
+
+// One attempt at one sector, into SectorBuffer; true when it came.
+bool ReadSectorOnce(SharedRecord& shared, int track, int head, int sector);
+// One attempt to write 256 bytes to one sector; true when they went.
+bool WriteSectorOnce(SharedRecord& shared, std::string_view bytes, int track, int head, int sector);
 
 // Reads one sector into SectorBuffer, with this many attempts; true when it came.
 bool ReadSectorTries(SharedRecord& shared, int track, int head, int sector, int attempts);
@@ -32,8 +38,5 @@ std::string SectorBytes(const SharedRecord& shared);
 // whether every sector went through.
 bool ReadTrackSide(SharedRecord& shared, int track, int head);
 bool WriteTrackSide(SharedRecord& shared, int track, int head);
-
-// "#,###,###": digits in groups of three with commas; an empty text for 0.
-std::string ThousandsText(int64_t value);
 
 }  // namespace tavlin
