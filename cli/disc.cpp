@@ -24,7 +24,7 @@ const std::vector<DiscFamily>& Families() {
   static const std::vector<DiscFamily> families = {
       {"fmc", FMC, ImageFamily::Fmc, true},
       {"fdr3", FDR3, ImageFamily::Fdr3, false},
-      {"zsk", ZSKDisc, ImageFamily::Zsk, false},
+      {"zsk", ZSKDisc, ImageFamily::Zsk, true},
       {"dos720", OtherDOS, ImageFamily::Dos720, false},
   };
   return families;
@@ -38,15 +38,16 @@ std::string Normalised(const std::string& name) {
   return out;
 }
 
-// The design an ENTRY names: a line of the listing counted from 0, or a name on the
-// disc ("A01", "A01.DAT").
+// The design an ENTRY names: a name on the disc ("A01", "A01.DAT", ZSK's "7"), or
+// else a line of the listing counted from 0.
 const ListedDesign* FindEntry(const std::vector<ListedDesign>& designs, const std::string& entry) {
-  const bool number = !entry.empty() && std::all_of(entry.begin(), entry.end(), ::isdigit);
+  const std::string wanted = Normalised(entry);
   for (const ListedDesign& d : designs) {
-    if (number && std::to_string(d.line) == entry) return &d;
     const std::string name = Normalised(d.name);
-    const std::string wanted = Normalised(entry);
-    if (!number && (name == wanted || name.substr(0, name.find('.')) == wanted)) return &d;
+    if (name == wanted || name.substr(0, name.find('.')) == wanted) return &d;
+  }
+  for (const ListedDesign& d : designs) {
+    if (std::to_string(d.line) == entry) return &d;
   }
   return nullptr;
 }
@@ -229,7 +230,7 @@ void AddRead(CLI::App& disc, int& exitCode) {
   auto* verb = AddVerb(disc, "read",
                        "Read a design off a disc into a stitch file of the format OUT names",
                        *args, false);
-  verb->add_option("ENTRY", *entry, "the design: its line in the listing from 0, or its name")
+  verb->add_option("ENTRY", *entry, "the design: its name on the disc, or else its line in the listing from 0")
       ->required();
   verb->add_option("OUT", *out, "the stitch file to write")->required();
   verb->callback([args, entry, out, &exitCode] {
@@ -273,7 +274,7 @@ void AddDelete(CLI::App& disc, int& exitCode) {
   auto args = std::make_shared<DiscArgs>();
   auto entry = std::make_shared<std::string>();
   auto* verb = AddVerb(disc, "delete", "Delete a design from a disc", *args, false);
-  verb->add_option("ENTRY", *entry, "the design: its line in the listing from 0, or its name")
+  verb->add_option("ENTRY", *entry, "the design: its name on the disc, or else its line in the listing from 0")
       ->required();
   verb->callback([args, entry, &exitCode] {
     const DiscFamily& family = *FindDiscFamily(args->family);
@@ -339,7 +340,7 @@ int16_t ListDisc(Tavlin& tavlin, const DiscFamily& family) {
 std::string DiscResultInWords(const std::string& operation, int code) {
   std::string words;
   if (operation == "list") {
-    if (code == 1) words = "the listing can't be read";
+    if (code == 1) words = "the listing can't be read, or the disc is not of this family";
     if (code == 2) words = "nothing to list: the disc holds no designs";
     if (code == 3) words = "the index can't be read, or the disc is not of this family";
   } else if (operation == "write") {

@@ -56,6 +56,15 @@ struct SharedRecord {
   std::array<std::string, kListSlots> ListBlocks;  // block numbers, one byte each
   std::array<bool, 256> BlockUsed{};
 
+  // ZSK discs: the block table and directory block of the last listing, and each
+  // entry's first and last block as their two raw bytes.
+  std::string ZskTable;
+  std::string ZskDirectoryBlock;
+  int16_t ZskFreeHead = 0;
+  int16_t ZskDirectoryBlockNo = 0;
+  std::array<std::string, kListSlots> ZskFirstBlocks;
+  std::array<std::string, kListSlots> ZskLastBlocks;
+
   std::string ToolPath;
   std::string ToolResultFile;
   std::string LastDosWriteName;

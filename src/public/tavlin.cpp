@@ -9,6 +9,7 @@
 #include "services/design_file_service.h"
 #include "services/disc_formatting.h"
 #include "services/platform_steps.h"
+#include "zskdos/zsk_disc.h"
 
 namespace tavlin {
 
@@ -49,7 +50,7 @@ int16_t Tavlin::WriteToDisc(const std::string& sourceFile, const std::string& de
   switch (formatType) {
     case FMC: return FmcWrite(shared_, sourceFile);
     case FDR3: NotInThisBuild("Fdr3Write");
-    case ZSKDisc: NotInThisBuild("ZskWrite");
+    case ZSKDisc: return ZskWrite(shared_, sourceFile);
     case OtherDOS: NotInThisBuild("DosWrite");
     default: return 3;
   }
@@ -102,7 +103,7 @@ int16_t Tavlin::ReadFromDisc(int16_t fileNumber, const std::string& sourceName,
   switch (formatType) {
     case FMC: return FmcRead(shared_, entry, destName);
     case FDR3: NotInThisBuild("Fdr3Read");
-    case ZSKDisc: NotInThisBuild("ZskRead");
+    case ZSKDisc: return ZskRead(shared_, entry, destName);
     case OtherDOS: NotInThisBuild("DosRead");
     default: return 3;
   }
@@ -117,7 +118,7 @@ int16_t Tavlin::DeleteFromDisc(int16_t fileNumber, const std::string& fileName,
       switch (formatType) {
         case FMC: return FmcDelete(shared_, entry);
         case FDR3: NotInThisBuild("Fdr3Delete");
-        default: NotInThisBuild("ZskDelete");
+        default: return ZskDelete(shared_, entry);
       }
     });
   }
@@ -131,7 +132,7 @@ int16_t Tavlin::DirectoryFDR() {
 }
 
 int16_t Tavlin::DirectoryZSK() {
-  return WithSectorAccess(shared_, []() -> int16_t { NotInThisBuild("ZskListDirectory"); });
+  return WithSectorAccess(shared_, [this] { return ZskListDirectory(shared_); });
 }
 
 int16_t Tavlin::DirectoryFMC() {

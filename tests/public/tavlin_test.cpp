@@ -100,12 +100,12 @@ TEST(TavlinObject, FamiliesNotInThisBuildFailTheCall) {
   OnFreshThread([] {
     Tavlin tavlin;
     try {
-      tavlin.DirectoryZSK();
+      tavlin.DirectoryFDR();
       ADD_FAILURE() << "a listing without its family routine";
     } catch (const RunTimeError& e) {
       EXPECT_EQ(e.Code(), kNotSupported);
     }
-    EXPECT_THROW(tavlin.WriteToDisc("a.DST", "b", ZSKDisc), RunTimeError);
+    EXPECT_THROW(tavlin.WriteToDisc("a.DST", "b", FDR3), RunTimeError);
     // No disc in the drive: the FMC index can't be read.
     EXPECT_EQ(tavlin.DirectoryFMC(), 3);
     EXPECT_EQ(tavlin.WriteToDisc("a.DST", "b", FMC), 1);

@@ -1,0 +1,167 @@
+// The ZSK structures: label, block table, directory block, and the listing.
+#include <algorithm>
+#include <cstdio>
+
+#include "conversion/numbers.h"
+#include "services/track_side.h"
+#include "zskdos/zsk_disc.h"
+
+namespace tavlin {
+
+namespace {
+
+constexpr int kTableTrack = 0;
+constexpr int kTableHead = 0;
+constexpr int kTableFirstSector = 12;
+constexpr int kTableSectors = 5;
+constexpr size_t kRecordBytes = 20;
+
+}  // namespace
+
+ZskSector ZskBlockSector(int block, int n) {
+  return {block / 8, (block / 4) % 2, 1 + 4 * (block % 4) + n};
+}
+
+int16_t ZskField(const std::string& bytes, size_t offset) {
+  if (offset + 2 > bytes.size()) return 0;
+  return Bytes2ToInt(bytes.substr(offset, 2));
+}
+
+void SetZskField(std::string& bytes, size_t offset, int value) {
+  bytes.replace(offset, 2, IntToBytes2(value));
+}
+
+std::string ZskReadDirectoryTrack(SharedRecord& shared) {
+  std::string table;
+  int failures = 0;
+  for (int n = 0; n < kTableSectors;) {
+    if (ReadSectorOnce(shared, kTableTrack, kTableHead, kTableFirstSector + n)) {
+      table += SectorBytes(shared);
+      ++n;
+    } else if (++failures == 3) {
+      return {};
+    }
+  }
+  return table;
+}
+
+std::string ZskReadBlock(SharedRecord& shared, int block) {
+  if (block < 0 || block > kZskLastBlock) return {};
+  int failures = 0;
+  for (;;) {
+    // A failed sector starts the block again from its first sector.
+    std::string bytes;
+    bool whole = true;
+    for (int n = 0; n < 4 && whole; ++n) {
+      const ZskSector s = ZskBlockSector(block, n);
+      whole = ReadSectorOnce(shared, s.track, s.head, s.sector);
+      if (whole) bytes += SectorBytes(shared);
+    }
+    if (whole) return bytes;
+    if (++failures == 4) return {};
+  }
+}
+
+int16_t ZskWriteTable(SharedRecord& shared, const std::string& table) {
+  int failures = 0;
+  for (int n = 0; n < kTableSectors;) {
+    const std::string piece = table.substr(static_cast<size_t>(n) * 256, 256);
+    if (WriteSectorOnce(shared, piece, kTableTrack, kTableHead, kTableFirstSector + n)) {
+      ++n;
+    } else if (++failures == 3) {
+      return 255;
+    }
+  }
+  return 0;
+}
+
+int16_t ZskWriteBlock(SharedRecord& shared, const std::string& bytes, int block) {
+  if (block < 0 || block > kZskLastBlock) return 255;
+  int failures = 0;
+  for (;;) {
+    bool whole = true;
+    for (int n = 0; n < 4 && whole; ++n) {
+      const ZskSector s = ZskBlockSector(block, n);
+      whole = WriteSectorOnce(shared, bytes.substr(static_cast<size_t>(n) * 256, 256), s.track,
+                              s.head, s.sector);
+    }
+    if (whole) return 0;
+    if (++failures == 3) return 255;
+  }
+}
+
+std::vector<ZskRecord> ZskRecords(const std::string& directory) {
+  std::vector<ZskRecord> records;
+  for (size_t at = 4; at + 2 <= directory.size() && records.size() + 1 < kListSlots; at += 2) {
+    const int pointer = ZskField(directory, at);
+    // Pointers count from offset 2: the record is at pointer + 2.
+    if (pointer <= 0 || pointer + 2 + kRecordBytes > directory.size()) break;
+    const std::string record = directory.substr(static_cast<size_t>(pointer) + 2, kRecordBytes);
+    if (ZskField(record, 0) == 0) break;
+    records.push_back({pointer, record});
+  }
+  return records;
+}
+
+std::string ZskDirectoryOf(const std::string& head, const std::vector<std::string>& records) {
+  const int n = static_cast<int>(records.size());
+  std::string block = head.substr(0, 2);
+  block += IntToBytes2(6 + 22 * n);
+  for (int k = 0; k < n; ++k) block += IntToBytes2(6 + 2 * n + 20 * k);
+  block += std::string(4, '\0');
+  for (const std::string& record : records) block += record;
+  block.resize(kZskBlockBytes, '\0');
+  return block;
+}
+
+int ZskLink(const std::string& table, int block) {
+  return ZskField(table, 2 * static_cast<size_t>(block));
+}
+
+int16_t ZskListDirectory(SharedRecord& shared) {
+  shared.CurrentDiscType = 3;
+  shared.DiscFilesText.clear();
+  shared.DiscFormatText.clear();
+  shared.FreeStitchesText = "0";
+  shared.SectorBuffer.fill(0);
+  for (size_t slot = 1; slot <= 36; ++slot) shared.ListDetails[slot].clear();
+
+  shared.ZskTable = ZskReadDirectoryTrack(shared);
+  if (shared.ZskTable.empty()) return 1;
+  shared.ZskDirectoryBlockNo = ZskField(shared.ZskTable, 8);
+  shared.ZskDirectoryBlock = ZskReadBlock(shared, shared.ZskDirectoryBlockNo);
+  if (shared.ZskDirectoryBlock.empty()) return 1;
+  const int freeBlocks = ZskField(shared.ZskTable, 0);
+  shared.ZskFreeHead = ZskField(shared.ZskTable, 2);
+
+  const std::vector<ZskRecord> records = ZskRecords(shared.ZskDirectoryBlock);
+  for (size_t i = 0; i < records.size(); ++i) {
+    const ZskRecord& r = records[i];
+    const size_t slot = i + 1;
+    std::string name = std::to_string(r.Number());
+    name.resize(12, ' ');
+    shared.ListNames[slot] = name;
+    shared.ListDetails[slot] = std::to_string(r.Size());
+    shared.ListBlockCounts[slot] = r.Size();
+    shared.ZskFirstBlocks[slot] = r.bytes.substr(4, 2);
+    shared.ZskLastBlocks[slot] = r.bytes.substr(6, 2);
+  }
+  shared.DiscByteCount = freeBlocks * kZskBlockBytes;
+  if (records.empty()) return 2;
+
+  shared.DiscFormatText = "ZSK (Zangs)";
+  shared.FreeStitchesText = ThousandsText(shared.DiscByteCount / 3);
+  for (size_t slot = 1; slot <= records.size(); ++slot) {
+    std::string line = shared.ListNames[slot];
+    // A block counts as 333 stitches in the listing.
+    if (shared.ListBlockCounts[slot] >= 0) {
+      char count[16];
+      std::snprintf(count, sizeof count, " %8d", shared.ListBlockCounts[slot] * 333);
+      line += count;
+    }
+    shared.DiscFilesText += line + '\0';
+  }
+  return 0;
+}
+
+}  // namespace tavlin

@@ -1,0 +1,134 @@
+// ZskWrite: a stitch file onto a ZSK disc. The file is converted to DSZ in a working
+// file; its stream is laid along the free chain a track side at a time, then the block
+// table and last the directory block are written.
+#include <algorithm>
+
+#include "conversion/buffered_file.h"
+#include "conversion/convert.h"
+#include "conversion/format_table.h"
+#include "conversion/numbers.h"
+#include "platform/files.h"
+#include "platform/working_folder.h"
+#include "services/sector_service.h"
+#include "services/track_side.h"
+#include "zskdos/zsk_disc.h"
+
+namespace tavlin {
+
+namespace {
+
+constexpr int kLabelTrack = 0, kLabelHead = 0, kLabelSector = 11;
+
+bool IsDataBlock(int block) { return block >= kZskFirstDataBlock && block <= kZskLastBlock; }
+
+// The next piece of the stream. The piece that holds six zero bytes ends the stream
+// before them and gets the end mark 0xF1 unless it holds a 0x90 or 0xF1 already.
+std::string NextChunk(BufferedFile& file, bool first, bool& ended) {
+  std::string chunk = first ? std::string(2, '\0') : std::string();
+  std::string read(first ? 254 : 256, '\0');
+  read.resize(file.Read(reinterpret_cast<uint8_t*>(read.data()), read.size()));
+  ended = file.Position() >= file.Length();
+  chunk += read;
+  chunk.resize(256, '\0');
+  const size_t run = chunk.find(std::string(6, '\0'));
+  if (run != std::string::npos) {
+    chunk.resize(run);
+    if (chunk.find_first_of("\x90\xF1") == std::string::npos) chunk += std::string("\0\0\xF1", 3);
+    chunk.resize(256, '\0');
+  }
+  return chunk;
+}
+
+}  // namespace
+
+int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile) {
+  shared.SectorBuffer.fill(0);
+  for (std::string& slot : shared.TrackBuffer) slot.clear();
+  shared.ZskDirectoryBlock.clear();
+  shared.ZskTable.clear();
+  if (sourceFile.empty()) return 2;
+
+  SetVector25632(shared.platform);
+  SetDiscDSDD32(shared.platform);
+  if (!ReadSectorTries(shared, kLabelTrack, kLabelHead, kLabelSector, 3)) return 1;
+  if (SectorBytes(shared).compare(0, 3, "ZSK") != 0) return 1;
+  shared.ZskTable = ZskReadDirectoryTrack(shared);
+  if (shared.ZskTable.empty()) return 1;
+  shared.ZskDirectoryBlockNo = ZskField(shared.ZskTable, 8);
+  shared.ZskDirectoryBlock = ZskReadBlock(shared, shared.ZskDirectoryBlockNo);
+  if (shared.ZskDirectoryBlock.empty()) return 1;
+  // The lowest number no record carries.
+  const std::vector<ZskRecord> records = ZskRecords(shared.ZskDirectoryBlock);
+  int number = 1;
+  while (number <= 99 && std::any_of(records.begin(), records.end(), [number](const ZskRecord& r) {
+           return r.Number() == number;
+         })) {
+    ++number;
+  }
+  if (number > 99) return 4;
+  // The directory block holds 46 records: a 47th would not fit, and is no room left.
+  if (8 + 22 * (records.size() + 1) > kZskBlockBytes) return 5;
+
+  int16_t sourceType = FindFormatCode(sourceFile);
+  if (sourceType == kCodeRefused) return 2;
+  const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
+  int16_t destType = kCodeDsz;
+  std::string resolved;
+  const int16_t converted =
+      ConvertStitchFile(shared, sourceType, destType, sourceFile, working.Path(), resolved);
+  if (converted != 0) return converted;
+
+  PumpMessages(shared.platform);
+  std::string& table = shared.ZskTable;
+  shared.ZskFreeHead = ZskField(table, 2);
+  const int freeBlocks = ZskField(table, 0);
+  BufferedFile file(OpenFile(shared.platform, working.Path()));
+  if (static_cast<int64_t>(freeBlocks) * kZskBlockBytes < file.Length()) return 5;
+
+  file.Seek(512);
+  int block = shared.ZskFreeHead;
+  const int firstBlock = block;
+  int used = 1;
+  std::vector<bool> visited(kZskLastBlock + 1, false);
+  SetVector25632(shared.platform);
+  SetDiscDSDD32(shared.platform);
+  int track = -1, head = -1;
+  bool ended = false, first = true;
+  for (;;) {
+    // A free chain that leaves the disc or runs in a circle is no place to write.
+    if (!IsDataBlock(block) || visited[static_cast<size_t>(block)]) return 1;
+    visited[static_cast<size_t>(block)] = true;
+    for (int n = 0; n < 4 && !ended; ++n) {
+      const std::string chunk = NextChunk(file, first, ended);
+      first = false;
+      const ZskSector s = ZskBlockSector(block, n);
+      if ((s.track != track || s.head != head) && track >= 0) {
+        if (!WriteTrackSide(shared, track, head)) return 1;
+      }
+      track = s.track;
+      head = s.head;
+      shared.TrackBuffer[static_cast<size_t>(s.sector)] = chunk;
+    }
+    if (ended) break;
+    block = ZskLink(table, block);
+    ++used;
+  }
+  if (!WriteTrackSide(shared, track, head)) return 1;
+  file.Close();
+
+  // The chain is cut off the free list, and the design's record goes last.
+  SetZskField(table, 2, ZskLink(table, block));
+  SetZskField(table, 2 * static_cast<size_t>(block), 0);
+  SetZskField(table, 0, freeBlocks - used);
+  std::string record = IntToBytes2(number) + IntToBytes2(used) + IntToBytes2(firstBlock) +
+                       IntToBytes2(block) + std::string(12, '\0');
+  std::vector<std::string> kept;
+  for (const ZskRecord& r : records) kept.push_back(r.bytes);
+  kept.push_back(record);
+  shared.ZskDirectoryBlock = ZskDirectoryOf(shared.ZskDirectoryBlock, kept);
+  if (ZskWriteTable(shared, table) != 0) return 1;
+  if (ZskWriteBlock(shared, shared.ZskDirectoryBlock, shared.ZskDirectoryBlockNo) != 0) return 1;
+  return 0;
+}
+
+}  // namespace tavlin
