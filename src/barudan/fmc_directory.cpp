@@ -47,30 +47,20 @@ int16_t FmcWriteIndex(SharedRecord& shared, const std::string& image) {
 }
 
 FmcPass FmcReadDirectory(SharedRecord& shared) {
-  shared.FmcDirectoryImage.clear();
-  for (size_t n = 0; n < kSectorOrder.size(); ++n) {
-    // The first sector gets a fourth attempt: the drive may still be settling.
-    if (!ReadSectorTries(shared, kDirectoryTrack, kDirectoryHead, kSectorOrder[n],
-                         n == 0 ? 4 : 3)) {
-      return FmcPass::SectorFailed;
-    }
-    shared.FmcDirectoryImage += SectorBytes(shared);
-    if (n == 0 && shared.FmcDirectoryImage.compare(1, kSignature.size(), kSignature) != 0) {
-      return FmcPass::NotFmc;
-    }
+  const SidePass pass = ReadSideImage(
+      shared, kDirectoryTrack, kDirectoryHead, kFmcSectorOrder, shared.FmcDirectoryImage,
+      [](const std::string& first) { return first.compare(1, kSignature.size(), kSignature) == 0; });
+  switch (pass) {
+    case SidePass::SectorFailed: return FmcPass::SectorFailed;
+    case SidePass::Refused: return FmcPass::NotFmc;
+    case SidePass::Read: break;
   }
   return FmcPass::Read;
 }
 
 bool FmcWriteDirectory(SharedRecord& shared, bool pumpEachSector) {
-  for (size_t n = 0; n < kSectorOrder.size(); ++n) {
-    const std::string piece = shared.FmcDirectoryImage.substr(n * 256, 256);
-    if (!WriteSectorTries(shared, piece, kDirectoryTrack, kDirectoryHead, kSectorOrder[n], 3)) {
-      return false;
-    }
-    if (pumpEachSector) PumpMessages(shared.platform);
-  }
-  return true;
+  return WriteSideImage(shared, shared.FmcDirectoryImage, kDirectoryTrack, kDirectoryHead,
+                        kFmcSectorOrder, pumpEachSector);
 }
 
 bool FmcEntryFree(const std::string& directory, int entry) {

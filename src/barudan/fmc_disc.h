@@ -7,6 +7,7 @@
 #include <string>
 
 #include "public/shared_record.h"
+#include "services/track_side.h"
 
 namespace tavlin {
 
@@ -15,6 +16,9 @@ constexpr int kFmcEntries = 128;          // entry 0 is the disc's signature
 constexpr int kFmcIndexBytes = 1152;      // 36 records of 32 bytes
 constexpr int kFmcFirstDataBlock = 2;
 constexpr int kFmcLastDataBlock = 159;
+
+// The n-th 256-byte piece of a track side lies in sector kFmcSectorOrder[n - 1].
+constexpr SectorOrder kFmcSectorOrder = kTrackSideOrder;
 
 // Block b lies on track 2 + b / 2, head b mod 2.
 constexpr int FmcBlockTrack(int block) { return 2 + block / 2; }

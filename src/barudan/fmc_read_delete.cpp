@@ -52,7 +52,7 @@ bool GatherDesign(SharedRecord& shared, const std::string& blocks, const std::st
       head = FmcBlockHead(block);
       if (!ReadTrackSide(shared, track, head)) return false;
     }
-    for (uint8_t sector : kSectorOrder) {
+    for (uint8_t sector : kFmcSectorOrder) {
       std::string piece = shared.TrackBuffer[sector];
       piece.resize(256, '\0');
       if (total < 0) {

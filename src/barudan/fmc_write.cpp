@@ -170,13 +170,13 @@ int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile) {
       fullBytes += 65536;
       entries.push_back(NewEntry(number));
     }
-    for (size_t piece = 0; piece < kSectorOrder.size() && !ended; ++piece) {
+    for (size_t piece = 0; piece < kFmcSectorOrder.size() && !ended; ++piece) {
       if (FmcBlockTrack(block) != track || FmcBlockHead(block) != head) {
         if (track >= 0 && !WriteTrackSide(shared, track, head)) return 1;
         track = FmcBlockTrack(block);
         head = FmcBlockHead(block);
       }
-      shared.TrackBuffer[kSectorOrder[piece]] = firstPiece ? firstSector : NextPiece(file, ended);
+      shared.TrackBuffer[kFmcSectorOrder[piece]] = firstPiece ? firstSector : NextPiece(file, ended);
       firstPiece = false;
     }
   }

@@ -51,7 +51,7 @@ std::string SectorBytes(const SharedRecord& shared) {
 }
 
 bool ReadTrackSide(SharedRecord& shared, int track, int head) {
-  for (uint8_t sector : kSectorOrder) {
+  for (uint8_t sector : kTrackSideOrder) {
     if (!ReadSectorTries(shared, track, head, sector, 3)) return false;
     shared.TrackBuffer[sector] = SectorBytes(shared);
     PumpMessages(shared.platform);
@@ -61,7 +61,7 @@ bool ReadTrackSide(SharedRecord& shared, int track, int head) {
 
 bool WriteTrackSide(SharedRecord& shared, int track, int head) {
   bool written = true;
-  for (uint8_t sector : kSectorOrder) {
+  for (uint8_t sector : kTrackSideOrder) {
     const std::string& piece = shared.TrackBuffer[sector];
     if (piece.empty()) continue;
     if (!WriteSectorTries(shared, piece, track, head, sector, 3)) {
@@ -72,6 +72,32 @@ bool WriteTrackSide(SharedRecord& shared, int track, int head) {
   }
   for (std::string& slot : shared.TrackBuffer) slot.clear();
   return written;
+}
+
+SidePass ReadSideImage(SharedRecord& shared, int track, int head, const SectorOrder& order,
+                       std::string& image,
+                       const std::function<bool(const std::string& first)>& accept) {
+  image.clear();
+  for (size_t n = 0; n < order.size(); ++n) {
+    // The first sector gets a fourth attempt: the drive may still be settling.
+    if (!ReadSectorTries(shared, track, head, order[n], n == 0 ? 4 : 3)) {
+      return SidePass::SectorFailed;
+    }
+    image += SectorBytes(shared);
+    if (n == 0 && accept && !accept(image)) return SidePass::Refused;
+  }
+  return SidePass::Read;
+}
+
+bool WriteSideImage(SharedRecord& shared, const std::string& image, int track, int head,
+                    const SectorOrder& order, bool pumpEachSector) {
+  for (size_t n = 0; n < order.size(); ++n) {
+    if (!WriteSectorTries(shared, image.substr(n * 256, 256), track, head, order[n], 3)) {
+      return false;
+    }
+    if (pumpEachSector) PumpMessages(shared.platform);
+  }
+  return true;
 }
 
 }  // namespace tavlin

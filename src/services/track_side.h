@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -14,8 +15,8 @@ namespace tavlin {
 
 constexpr int kSmallSectorBytes = 256;
 
-// The n-th 256-byte piece of a track side lies in sector kSectorOrder[n - 1].
-constexpr std::array<uint8_t, 16> kSectorOrder = {1, 4, 7, 10, 13, 16, 3, 6,
+// The order in which the track-side routines walk the sectors of a side.
+constexpr std::array<uint8_t, 16> kTrackSideOrder = {1, 4, 7, 10, 13, 16, 3, 6,
                                                  9, 12, 15, 2, 5, 8, 11, 14};
 
 // One attempt at one sector, into SectorBuffer; true when it came.
@@ -38,5 +39,19 @@ std::string SectorBytes(const SharedRecord& shared);
 // whether every sector went through.
 bool ReadTrackSide(SharedRecord& shared, int track, int head);
 bool WriteTrackSide(SharedRecord& shared, int track, int head);
+
+using SectorOrder = std::array<uint8_t, 16>;
+
+// A directory held as a whole track side: the 16 sectors in the family's order make
+// one 4096-byte image. The first sector gets four attempts, the others three; a check
+// of the first sector may refuse the disc before the rest is read.
+enum class SidePass { Read, SectorFailed, Refused };
+SidePass ReadSideImage(SharedRecord& shared, int track, int head, const SectorOrder& order,
+                       std::string& image,
+                       const std::function<bool(const std::string& first)>& accept = {});
+// Writes the image back, three attempts a sector, pumping the host's queue after each
+// when asked; false at the first sector that fails.
+bool WriteSideImage(SharedRecord& shared, const std::string& image, int track, int head,
+                    const SectorOrder& order, bool pumpEachSector);
 
 }  // namespace tavlin
