@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 const std::vector<DiscFamily>& Families() {
   static const std::vector<DiscFamily> families = {
       {"fmc", FMC, ImageFamily::Fmc, true},
-      {"fdr3", FDR3, ImageFamily::Fdr3, false},
+      {"fdr3", FDR3, ImageFamily::Fdr3, true},
       {"zsk", ZSKDisc, ImageFamily::Zsk, true},
       {"dos720", OtherDOS, ImageFamily::Dos720, false},
   };
@@ -186,10 +186,14 @@ void AddList(CLI::App& disc, int& exitCode) {
 void AddWrite(CLI::App& disc, int& exitCode) {
   auto args = std::make_shared<DiscArgs>();
   auto design = std::make_shared<std::string>();
+  auto name = std::make_shared<std::string>();
   auto* verb = AddVerb(disc, "write", "Write a stitch file of any readable format to a disc",
                        *args, false);
   verb->add_option("DESIGN", *design, "the stitch file")->required();
-  verb->callback([args, design, &exitCode] {
+  verb->add_option("--name", *name,
+                   "the design's name on an FDR3 disc, its first 8 characters (default: the "
+                   "source's base name); FMC and ZSK discs name designs by number");
+  verb->callback([args, design, name, &exitCode] {
     const DiscFamily& family = *FindDiscFamily(args->family);
     std::error_code ec;
     if (!fs::is_regular_file(*design, ec)) {
@@ -205,9 +209,8 @@ void AddWrite(CLI::App& disc, int& exitCode) {
     ListDisc(tavlin, family);
     const std::vector<ListedDesign> before = ListedDesigns(tavlin);
     auto progress = MakeProgressBar();
-    const int16_t result =
-        tavlin.WriteToDisc(*design, fs::path(*design).filename().string(), family.formatType,
-                           progress);
+    const std::string discName = name->empty() ? fs::path(*design).stem().string() : *name;
+    const int16_t result = tavlin.WriteToDisc(*design, discName, family.formatType, progress);
     progress.reset();
     if (result != 0) {
       exitCode = Fail("cannot write " + *design + " to " + args->image + ": " +

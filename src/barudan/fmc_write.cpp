@@ -6,11 +6,13 @@
 #include <cstdlib>
 #include <vector>
 
+#include "barudan/design_number.h"
 #include "barudan/fmc_disc.h"
 #include "conversion/buffered_file.h"
 #include "conversion/convert.h"
 #include "conversion/format_table.h"
 #include "conversion/numbers.h"
+#include "conversion/text_header.h"
 #include "platform/files.h"
 #include "platform/working_folder.h"
 #include "services/sector_service.h"
@@ -23,17 +25,6 @@ namespace {
 constexpr int kBlocksPerEntry = 16;
 constexpr size_t kFirstSectorData = 130;  // stitch data in the design's first sector
 
-std::string TwoDigits(int number) {
-  char text[4];
-  std::snprintf(text, sizeof text, "%02d", number);
-  return text;
-}
-
-// A decimal number as a five-character header field holds it.
-long FieldValue(const std::string& file, size_t offset) {
-  return std::strtol(file.substr(offset, 5).c_str(), nullptr, 10);
-}
-
 // The design's first sector, all but its stitch data.
 std::string FirstSectorHead(const std::string& header, int number, long count) {
   std::string head(126, '\0');
@@ -44,12 +35,11 @@ std::string FirstSectorHead(const std::string& header, int number, long count) {
   head[5] = static_cast<char>(std::stoi(field.substr(2, 2), nullptr, 16));
   head[6] = static_cast<char>(std::stoi(field.substr(0, 2), nullptr, 16));
   head[7] = static_cast<char>(digits.size());
-  const long plusX = FieldValue(header, 41), minusX = FieldValue(header, 50);
-  const long plusY = FieldValue(header, 59), minusY = FieldValue(header, 68);
-  head.replace(8, 2, IntToBytes2(static_cast<double>(minusX)));
-  head.replace(10, 2, IntToBytes2(static_cast<double>(-plusX)));
-  head.replace(12, 2, IntToBytes2(static_cast<double>(minusY)));
-  head.replace(14, 2, IntToBytes2(static_cast<double>(-plusY)));
+  const HeaderExtents extents = ReadHeaderExtents(header);
+  head.replace(8, 2, IntToBytes2(extents.minusX));
+  head.replace(10, 2, IntToBytes2(-extents.plusX));
+  head.replace(12, 2, IntToBytes2(extents.minusY));
+  head.replace(14, 2, IntToBytes2(-extents.plusY));
   head.replace(32, 4, "FMC ");
   head.replace(36, 2, TwoDigits(number));
   head.replace(38, 18, std::string(18, ' '));

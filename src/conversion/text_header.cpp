@@ -44,6 +44,15 @@ std::string Field(const char* label, const std::string& value) {
 
 }  // namespace
 
+HeaderExtents ReadHeaderExtents(const std::string& header) {
+  auto field = [&header](size_t offset) {
+    return offset < header.size()
+               ? static_cast<int>(std::strtol(header.substr(offset, 5).c_str(), nullptr, 10))
+               : 0;
+  };
+  return {field(41), field(50), field(59), field(68)};
+}
+
 std::string DiscReadHeader(const std::string& destName, const std::string& tag, int plusX,
                            int minusX, int plusY, int minusY) {
   std::string name = destName.substr(0, 8);

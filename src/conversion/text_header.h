@@ -16,6 +16,13 @@ std::string MachineTag(std::string_view destPath);
 // cut to the field's width from the right.
 std::string HeaderNumber(double value, size_t width);
 
+// The magnitudes of "+X:", "-X:", "+Y:" and "-Y:" in a text header, read as the disc
+// writers read them: five-character decimal texts at offsets 41, 50, 59 and 68.
+struct HeaderExtents {
+  int plusX = 0, minusX = 0, plusY = 0, minusY = 0;
+};
+HeaderExtents ReadHeaderExtents(const std::string& header);
+
 // The header a disc read rebuilds in front of the stitch data it gathers, which the
 // reader of the disc's format skips: the first 8 characters of the destination's name,
 // the machine tag, no counts, and the extents, each line ended by a carriage return.

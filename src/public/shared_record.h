@@ -56,6 +56,9 @@ struct SharedRecord {
   std::array<std::string, kListSlots> ListBlocks;  // block numbers, one byte each
   std::array<bool, 256> BlockUsed{};
 
+  // FDR3 discs: the directory of the last pass (ListBlocks holds two bytes a block).
+  std::string Fdr3DirectoryImage;
+
   // ZSK discs: the block table and directory block of the last listing, and each
   // entry's first and last block as their two raw bytes.
   std::string ZskTable;

@@ -3,6 +3,7 @@
 #include <cctype>
 #include <climits>
 
+#include "barudan/fdr3_disc.h"
 #include "barudan/fmc_disc.h"
 #include "platform/run_time_error.h"
 #include "public/shared_record.h"
@@ -49,7 +50,7 @@ int16_t Tavlin::WriteToDisc(const std::string& sourceFile, const std::string& de
   shared_.CurrentPB = std::move(pb);
   switch (formatType) {
     case FMC: return FmcWrite(shared_, sourceFile);
-    case FDR3: NotInThisBuild("Fdr3Write");
+    case FDR3: return Fdr3Write(shared_, sourceFile, destFile);
     case ZSKDisc: return ZskWrite(shared_, sourceFile);
     case OtherDOS: NotInThisBuild("DosWrite");
     default: return 3;
@@ -102,7 +103,7 @@ int16_t Tavlin::ReadFromDisc(int16_t fileNumber, const std::string& sourceName,
   (void)sourceName;
   switch (formatType) {
     case FMC: return FmcRead(shared_, entry, destName);
-    case FDR3: NotInThisBuild("Fdr3Read");
+    case FDR3: return Fdr3Read(shared_, entry, destName);
     case ZSKDisc: return ZskRead(shared_, entry, destName);
     case OtherDOS: NotInThisBuild("DosRead");
     default: return 3;
@@ -117,7 +118,7 @@ int16_t Tavlin::DeleteFromDisc(int16_t fileNumber, const std::string& fileName,
       const int entry = fileNumber + 1;
       switch (formatType) {
         case FMC: return FmcDelete(shared_, entry);
-        case FDR3: NotInThisBuild("Fdr3Delete");
+        case FDR3: return Fdr3Delete(shared_, entry);
         default: return ZskDelete(shared_, entry);
       }
     });
@@ -128,7 +129,7 @@ int16_t Tavlin::DeleteFromDisc(int16_t fileNumber, const std::string& fileName,
 }
 
 int16_t Tavlin::DirectoryFDR() {
-  return WithSectorAccess(shared_, []() -> int16_t { NotInThisBuild("Fdr3ListDirectory"); });
+  return WithSectorAccess(shared_, [this] { return Fdr3ListDirectory(shared_); });
 }
 
 int16_t Tavlin::DirectoryZSK() {

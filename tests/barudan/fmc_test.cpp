@@ -8,7 +8,7 @@
 #include "public/shared_record.h"
 #include "tavlin/stitch_files.h"
 #include "tavlin/tavlin.h"
-#include "test_support.h"
+#include "disc_fixture.h"
 
 namespace tavlin {
 namespace {
@@ -24,44 +24,8 @@ size_t Offset(int track, int head, int sector) {
           static_cast<size_t>(sector) - 1) * kSector;
 }
 
-struct Disc {
-  Disc() : image(dir / "fmc.img") {
-    test::WriteBytes(image, std::string(static_cast<size_t>(ImageBytes(ImageFamily::Fmc)), '\0'));
-    BindDriveImage(0, image);
-    EXPECT_EQ(tavlin.FormatDisc(FMC), 0);
-  }
-
-  int16_t Write(const std::string& dst, const std::string& name = "design.DST") {
-    test::WriteBytes(dir / name, dst);
-    return tavlin.WriteToDisc(dir / name, "", FMC, progress);
-  }
-
-  // The design at a line of the listing, as the QEP the disc gives; empty on failure.
-  std::string Read(int16_t line, int16_t* result = nullptr) {
-    const std::string out = dir / ("read" + std::to_string(reads++) + ".QEP");
-    const int16_t r = tavlin.ReadFromDisc(line, "", out, FMC, progress);
-    if (result != nullptr) *result = r;
-    return r == 0 ? test::ReadBytes(out) : std::string();
-  }
-
-  std::vector<std::string> Lines() {
-    std::vector<std::string> lines;
-    const std::string files = tavlin.Files();
-    for (size_t at = 0; at < files.size();) {
-      const size_t end = files.find('\0', at);
-      lines.push_back(files.substr(at, end - at));
-      at = end + 1;
-    }
-    return lines;
-  }
-
-  std::string Bytes() const { return test::ReadBytes(image); }
-
-  test::TempDir dir;
-  std::string image;
-  Tavlin tavlin;
-  std::shared_ptr<test::RecordingProgress> progress = std::make_shared<test::RecordingProgress>();
-  int reads = 0;
+struct Disc : test::DiscImage {
+  Disc() : DiscImage(ImageFamily::Fmc, FMC) { EXPECT_EQ(formatResult, 0); }
 };
 
 using test::Needle;
@@ -106,7 +70,7 @@ TEST(FmcDisc, AFreshDiscListsNothingThenOneDesign) {
     const std::string qep = disc.Read(0);
     ASSERT_FALSE(qep.empty());
     test::WriteBytes(disc.dir / "source.DST", source);
-    ASSERT_EQ(ConvertStitchFiles(disc.dir / "read0.QEP", disc.dir / "back.DST"), 0);
+    ASSERT_EQ(ConvertStitchFiles(disc.LastRead(), disc.dir / "back.DST"), 0);
     EXPECT_EQ(test::NeedlesOf(disc.dir / "back.DST"), test::NeedlesOf(disc.dir / "source.DST"));
     // No working file is left behind.
     EXPECT_FALSE(std::filesystem::exists(disc.dir / "$TEMP.TMP"));
@@ -145,7 +109,7 @@ TEST(FmcDisc, ADesignOfSixteenBlocksGetsAFurtherEmptyEntry) {
     EXPECT_EQ(disc.tavlin.FreeStitches(), (142 * 4096 + 238 * 2048) / 3);
     test::WriteBytes(disc.dir / "source.DST", test::ZigzagDst(21000));
     ASSERT_FALSE(disc.Read(0).empty());
-    EXPECT_EQ(test::NeedlesOf(disc.dir / "read0.QEP"), test::NeedlesOf(disc.dir / "source.DST"));
+    EXPECT_EQ(test::NeedlesOf(disc.LastRead()), test::NeedlesOf(disc.dir / "source.DST"));
   });
 }
 
@@ -270,28 +234,14 @@ TEST(FmcDisc, AnOldListingFindsItsDesignsByNameAfterTheDiscChanged) {
   });
 }
 
-// Whether the designs that stood on the disc still read back byte for byte, in their
-// order (a directory written in part may already show the new design behind them).
-bool StillStand(const std::vector<std::string>& before, const std::vector<std::string>& now) {
-  return now.size() >= before.size() && std::equal(before.begin(), before.end(), now.begin());
-}
-
-// The QEP of every design on the disc, read through a fresh listing.
-std::vector<std::string> Designs(Disc& disc) {
-  std::vector<std::string> designs;
-  if (disc.tavlin.DirectoryFMC() != 0) return designs;
-  for (size_t line = 0; line < disc.Lines().size(); ++line) {
-    designs.push_back(disc.Read(static_cast<int16_t>(line)));
-  }
-  return designs;
-}
+using test::StillStand;
 
 TEST(FmcDisc, AFailedSectorLosesNothingThatStood) {
   OnFreshThread([] {
     Disc disc;
     ASSERT_EQ(disc.Write(test::ZigzagDst(500)), 0);
     ASSERT_EQ(disc.Write(test::ZigzagDst(3000)), 0);
-    const std::vector<std::string> before = Designs(disc);
+    const std::vector<std::string> before = disc.Designs();
     ASSERT_EQ(before.size(), 2u);
     PlatformState& platform = ThreadSharedRecord().platform;
     struct Fault {
@@ -308,7 +258,7 @@ TEST(FmcDisc, AFailedSectorLosesNothingThatStood) {
       };
       EXPECT_EQ(disc.Write(test::ZigzagDst(2000)), 1) << fault.what;
       platform.fault = nullptr;
-      const std::vector<std::string> now = Designs(disc);
+      const std::vector<std::string> now = disc.Designs();
       EXPECT_TRUE(StillStand(before, now)) << fault.what;
       // Before the directory, nothing of the new design shows.
       if (std::string(fault.what) != "directory") {
@@ -322,7 +272,7 @@ TEST(FmcDisc, AFailedSectorLosesNothingThatStood) {
     };
     EXPECT_EQ(disc.tavlin.DeleteFromDisc(0, "", FMC), 1);
     platform.fault = nullptr;
-    EXPECT_TRUE(StillStand(before, Designs(disc)));
+    EXPECT_TRUE(StillStand(before, disc.Designs()));
     // A read whose track side can't be read answers 1 and makes no file.
     ASSERT_EQ(disc.tavlin.DirectoryFMC(), 0);
     platform.fault = [](SectorOp op, int track, int, int sector) {
@@ -331,7 +281,7 @@ TEST(FmcDisc, AFailedSectorLosesNothingThatStood) {
     int16_t result = 0;
     EXPECT_TRUE(disc.Read(0, &result).empty());
     EXPECT_EQ(result, 1);
-    EXPECT_FALSE(std::filesystem::exists(disc.dir / ("read" + std::to_string(disc.reads - 1) + ".QEP")));
+    EXPECT_FALSE(std::filesystem::exists(disc.LastRead()));
     platform.fault = nullptr;
   });
 }

@@ -166,3 +166,36 @@ TEST(Command, SaysWhyADiscWriteFails) {
 
 }  // namespace
 }  // namespace tavlin
+
+namespace tavlin {
+namespace {
+
+TEST(Command, NamesFdr3DesignsAndFindsZskDesignsByNumber) {
+  test::TempDir dir;
+  test::WriteBytes(dir / "a.DST", test::ZigzagDst(100));
+  const std::string fdr3 = dir / "fdr3.img";
+  ASSERT_EQ(Tavlin(dir, "disc format " + fdr3 + " --family fdr3").exitCode, 0);
+  Outcome named = Tavlin(dir, "disc write " + fdr3 + " " + (dir / "a.DST") + " --family fdr3 --name ROSE");
+  ASSERT_EQ(named.exitCode, 0) << named.err;
+  EXPECT_NE(named.out.find("as ROSE.U01"), std::string::npos) << named.out;
+  Outcome plain = Tavlin(dir, "disc write " + fdr3 + " " + (dir / "a.DST") + " --family fdr3");
+  EXPECT_NE(plain.out.find("as a.U02"), std::string::npos) << plain.out;
+  EXPECT_EQ(Tavlin(dir, "disc read " + fdr3 + " ROSE " + (dir / "rose.DST") + " --family fdr3").exitCode, 0);
+  EXPECT_EQ(test::NeedlesOf(dir / "rose.DST"), test::NeedlesOf(dir / "a.DST"));
+
+  const std::string zsk = dir / "zsk.img";
+  ASSERT_EQ(Tavlin(dir, "disc format " + zsk + " --family zsk").exitCode, 0);
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(Tavlin(dir, "disc write " + zsk + " " + (dir / "a.DST") + " --family zsk").exitCode, 0);
+  }
+  ASSERT_EQ(Tavlin(dir, "disc delete " + zsk + " 1 --family zsk").exitCode, 0);
+  // "2" names design 2 itself, now on the first line.
+  Outcome del = Tavlin(dir, "disc delete " + zsk + " 2 --family zsk");
+  EXPECT_EQ(del.exitCode, 0) << del.err;
+  EXPECT_EQ(del.out, "deleted 2\n");
+  Outcome list = Tavlin(dir, "disc list " + zsk + " --family zsk");
+  EXPECT_NE(list.out.find("   0  3 "), std::string::npos) << list.out;
+}
+
+}  // namespace
+}  // namespace tavlin

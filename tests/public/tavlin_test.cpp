@@ -100,15 +100,17 @@ TEST(TavlinObject, FamiliesNotInThisBuildFailTheCall) {
   OnFreshThread([] {
     Tavlin tavlin;
     try {
-      tavlin.DirectoryFDR();
-      ADD_FAILURE() << "a listing without its family routine";
+      tavlin.ReadDisc();
+      ADD_FAILURE() << "identification without its routine";
     } catch (const RunTimeError& e) {
       EXPECT_EQ(e.Code(), kNotSupported);
     }
-    EXPECT_THROW(tavlin.WriteToDisc("a.DST", "b", FDR3), RunTimeError);
-    // No disc in the drive: the FMC index can't be read.
+    EXPECT_THROW(tavlin.WriteToDisc("a.DST", "b", OtherDOS), RunTimeError);
+    // No disc in the drive: nothing can be read.
     EXPECT_EQ(tavlin.DirectoryFMC(), 3);
     EXPECT_EQ(tavlin.WriteToDisc("a.DST", "b", FMC), 1);
+    EXPECT_EQ(tavlin.DirectoryFDR(), 1);
+    EXPECT_EQ(tavlin.DirectoryZSK(), 1);
   });
 }
 

@@ -8,7 +8,7 @@
 #include "public/shared_record.h"
 #include "tavlin/stitch_files.h"
 #include "tavlin/tavlin.h"
-#include "test_support.h"
+#include "disc_fixture.h"
 #include "zskdos/zsk_disc.h"
 
 namespace tavlin {
@@ -27,45 +27,10 @@ size_t BlockOffset(int block) {
   return Offset(s.track, s.head, s.sector);
 }
 
-struct Disc {
-  Disc() : image(dir / "zsk.img") {
-    test::WriteBytes(image, std::string(static_cast<size_t>(ImageBytes(ImageFamily::Zsk)), '\0'));
-    BindDriveImage(0, image);
-    EXPECT_EQ(tavlin.FormatDisc(ZSKDisc), 0);
-  }
-  int16_t Write(const std::string& dst) {
-    test::WriteBytes(dir / "design.DST", dst);
-    return tavlin.WriteToDisc(dir / "design.DST", "", ZSKDisc, progress);
-  }
-  std::string Read(int16_t line, int16_t* result = nullptr) {
-    const std::string out = dir / ("read" + std::to_string(reads++) + ".QEP");
-    const int16_t r = tavlin.ReadFromDisc(line, "", out, ZSKDisc, progress);
-    if (result != nullptr) *result = r;
-    return r == 0 && std::filesystem::exists(out) ? test::ReadBytes(out) : std::string();
-  }
-  std::vector<std::string> Lines() {
-    std::vector<std::string> lines;
-    const std::string files = tavlin.Files();
-    for (size_t at = 0; at < files.size(); at = files.find('\0', at) + 1) {
-      lines.push_back(files.substr(at, files.find('\0', at) - at));
-    }
-    return lines;
-  }
-  std::string Bytes() const { return test::ReadBytes(image); }
+struct Disc : test::DiscImage {
+  Disc() : DiscImage(ImageFamily::Zsk, ZSKDisc) { EXPECT_EQ(formatResult, 0); }
   std::string Directory() const { return Bytes().substr(BlockOffset(8), 1024); }
   std::string Table() const { return Bytes().substr(Offset(0, 0, 12), 1280); }
-  void Patch(size_t offset, const std::string& bytes) {
-    std::string all = Bytes();
-    all.replace(offset, bytes.size(), bytes);
-    test::WriteBytes(image, all);
-    BindDriveImage(0, image);
-  }
-
-  test::TempDir dir;
-  std::string image;
-  Tavlin tavlin;
-  std::shared_ptr<test::RecordingProgress> progress = std::make_shared<test::RecordingProgress>();
-  int reads = 0;
 };
 
 TEST(ZskBlocks, LieFourSectorsToABlockEightToATrack) {
@@ -195,16 +160,6 @@ TEST(ZskDisc, FreeRoomOfTheFilesLengthIsEnough) {
   });
 }
 
-// The QEP of every design on the disc, through a fresh listing.
-std::vector<std::string> Designs(Disc& disc) {
-  std::vector<std::string> designs;
-  if (disc.tavlin.DirectoryZSK() != 0) return designs;
-  for (size_t line = 0; line < disc.Lines().size(); ++line) {
-    designs.push_back(disc.Read(static_cast<int16_t>(line)));
-  }
-  return designs;
-}
-
 TEST(ZskDisc, DesignsComeBackAndADeletedOnesBlocksAreReused) {
   OnFreshThread([] {
     Disc disc;
@@ -220,11 +175,11 @@ TEST(ZskDisc, DesignsComeBackAndADeletedOnesBlocksAreReused) {
     ASSERT_EQ(disc.Lines().size(), 4u);
     for (int16_t line = 0; line < 4; ++line) {
       ASSERT_FALSE(disc.Read(line).empty());
-      EXPECT_EQ(test::NeedlesOf(disc.dir / ("read" + std::to_string(disc.reads - 1) + ".QEP")),
+      EXPECT_EQ(test::NeedlesOf(disc.LastRead()),
                 test::NeedlesOf(disc.dir / ("s" + std::to_string(line) + ".DST")))
           << line;
     }
-    const std::vector<std::string> before = Designs(disc);
+    const std::vector<std::string> before = disc.Designs();
     // Delete the second; a new design of the same size takes its blocks.
     ASSERT_EQ(disc.tavlin.DirectoryZSK(), 0);
     const int32_t freeBefore = disc.tavlin.FreeStitches();
@@ -233,10 +188,10 @@ TEST(ZskDisc, DesignsComeBackAndADeletedOnesBlocksAreReused) {
     EXPECT_EQ(ZskField(disc.Table(), 2), 10);  // the freed chain heads the free list
     test::WriteBytes(disc.dir / "new.DST", test::ZigzagDst(1999, -5, 5));
     ASSERT_EQ(disc.tavlin.WriteToDisc(disc.dir / "new.DST", "", ZSKDisc, disc.progress), 0);
-    const std::vector<std::string> after = Designs(disc);
+    const std::vector<std::string> after = disc.Designs();
     ASSERT_EQ(after.size(), 4u);
     EXPECT_TRUE(after[0] == before[0] && after[1] == before[2] && after[2] == before[3]);
-    EXPECT_EQ(test::NeedlesOf(disc.dir / ("read" + std::to_string(disc.reads - 1) + ".QEP")),
+    EXPECT_EQ(test::NeedlesOf(disc.LastRead()),
               test::NeedlesOf(disc.dir / "new.DST"));
     const std::string directory = disc.Directory();
     // Four records behind four pointers and four zero bytes: the new one is the last.
@@ -273,7 +228,7 @@ TEST(ZskDisc, EndMarksAreReadAsTheyShould) {
       disc.Patch(BlockOffset(9), block);
       ASSERT_EQ(disc.tavlin.DirectoryZSK(), 0) << c.what;
       ASSERT_FALSE(disc.Read(0).empty()) << c.what;
-      EXPECT_EQ(test::NeedlesOf(disc.dir / ("read" + std::to_string(disc.reads - 1) + ".QEP")).size(),
+      EXPECT_EQ(test::NeedlesOf(disc.LastRead()).size(),
                 c.stitches)
           << c.what;
     }
@@ -299,7 +254,7 @@ TEST(ZskDisc, ADamagedChainEndsTheReadWithoutHanging) {
       int16_t result = 0;
       EXPECT_TRUE(disc.Read(0, &result).empty());
       EXPECT_EQ(result, 1);
-      EXPECT_FALSE(std::filesystem::exists(disc.dir / ("read" + std::to_string(disc.reads - 1) + ".QEP")));
+      EXPECT_FALSE(std::filesystem::exists(disc.LastRead()));
     }
   });
 }
@@ -309,7 +264,7 @@ TEST(ZskDisc, AFailedTableOrDirectoryLosesNothingThatStood) {
     Disc disc;
     ASSERT_EQ(disc.Write(test::ZigzagDst(800)), 0);
     ASSERT_EQ(disc.Write(test::ZigzagDst(90)), 0);
-    const std::vector<std::string> before = Designs(disc);
+    const std::vector<std::string> before = disc.Designs();
     ASSERT_EQ(before.size(), 2u);
     PlatformState& platform = ThreadSharedRecord().platform;
     struct Fault {
@@ -326,7 +281,7 @@ TEST(ZskDisc, AFailedTableOrDirectoryLosesNothingThatStood) {
       EXPECT_EQ(disc.Write(test::ZigzagDst(600)), 1) << fault.what;
       platform.fault = nullptr;
       // A directory written in part may already show the new design behind them.
-      const std::vector<std::string> now = Designs(disc);
+      const std::vector<std::string> now = disc.Designs();
       ASSERT_GE(now.size(), 2u) << fault.what;
       EXPECT_TRUE(std::equal(before.begin(), before.end(), now.begin())) << fault.what;
       if (std::string(fault.what) != "directory") {
@@ -334,12 +289,12 @@ TEST(ZskDisc, AFailedTableOrDirectoryLosesNothingThatStood) {
       }
     }
     // A delete whose directory can't be written answers 1 and changes nothing.
-    const std::vector<std::string> standing = Designs(disc);
+    const std::vector<std::string> standing = disc.Designs();
     ASSERT_EQ(disc.tavlin.DirectoryZSK(), 0);
     platform.fault = [](SectorOp op, int track, int, int) { return op == SectorOp::Write && track == 1; };
     EXPECT_EQ(disc.tavlin.DeleteFromDisc(0, "", ZSKDisc), 1);
     platform.fault = nullptr;
-    EXPECT_TRUE(Designs(disc) == standing);
+    EXPECT_TRUE(disc.Designs() == standing);
   });
 }
 

@@ -1,0 +1,120 @@
+// The FDR3 directory and the listing.
+#include <algorithm>
+#include <cstdio>
+
+#include "barudan/fdr3_disc.h"
+#include "conversion/numbers.h"
+
+namespace tavlin {
+
+namespace {
+
+constexpr int kDirectoryTrack = 40;
+constexpr int kDirectoryHead = 0;
+
+uint8_t At(const std::string& bytes, size_t offset) { return static_cast<uint8_t>(bytes[offset]); }
+
+}  // namespace
+
+int Fdr3BlockTrack(int block) {
+  if (block < 4) return 40;
+  return block < 164 ? (block - 4) / 4 : (block - 4) / 4 + 1;
+}
+
+int Fdr3BlockHead(int block) { return block % 4 >= 2 ? 1 : 0; }
+
+int Fdr3BlockFirstPiece(int block) { return block % 2 == 0 ? 0 : 8; }
+
+bool Fdr3EntryFree(const std::string& directory, int entry) {
+  const size_t at = static_cast<size_t>(entry) * kFdr3EntryBytes;
+  for (size_t offset : {at, at + 1}) {
+    if (At(directory, offset) == 0xFF || At(directory, offset) == 0xE5) return true;
+  }
+  return false;
+}
+
+std::string Fdr3EntryName(const std::string& directory, int entry) {
+  const size_t at = static_cast<size_t>(entry) * kFdr3EntryBytes;
+  return directory.substr(at + 1, 8) + "." + directory.substr(at + 9, 3);
+}
+
+std::string Fdr3EntryBlocks(const std::string& directory, int entry) {
+  const std::string field = directory.substr(static_cast<size_t>(entry) * kFdr3EntryBytes + 12, 16);
+  std::string blocks;
+  for (size_t at = 0; at < field.size(); at += 2) {
+    if (At(field, at) == 0xFF && At(field, at + 1) == 0xFF) break;
+    blocks += field.substr(at, 2);
+  }
+  return blocks;
+}
+
+int Fdr3CollectFiles(SharedRecord& shared, const std::string& wanted, int& found,
+                     std::array<int32_t, kListSlots>& totals) {
+  for (std::string& name : shared.ListNames) name.clear();
+  for (std::string& blocks : shared.ListBlocks) blocks.clear();
+  totals.fill(0);
+  found = 0;
+  int files = 0;
+  const std::string& directory = shared.Fdr3DirectoryImage;
+  for (int entry = 0; entry < kFdr3Entries; ++entry) {
+    if (Fdr3EntryFree(directory, entry)) continue;
+    const std::string name = Fdr3EntryName(directory, entry);
+    const auto end = shared.ListNames.begin() + files + 1;
+    const auto same = std::find(shared.ListNames.begin() + 1, end, name);
+    size_t slot = static_cast<size_t>(same - shared.ListNames.begin());
+    if (same == end) {
+      if (files + 1 >= static_cast<int>(kListSlots)) break;
+      slot = static_cast<size_t>(++files);
+      shared.ListNames[slot] = name;
+      if (name == wanted && found == 0) found = files;
+    }
+    // Only bytes 28 and 29 of the count are read, as a signed 16-bit number.
+    totals[slot] += Bytes2ToInt(directory.substr(static_cast<size_t>(entry) * kFdr3EntryBytes + 28, 2));
+    shared.ListBlocks[slot] += Fdr3EntryBlocks(directory, entry);
+  }
+  return files;
+}
+
+int16_t Fdr3ListDirectory(SharedRecord& shared) {
+  shared.CurrentDiscType = 1;
+  shared.DiscFilesText.clear();
+  shared.DiscFormatText.clear();
+  shared.FreeStitchesText = "0";
+  shared.SectorBuffer.fill(0);
+  shared.SectorBufferLen = static_cast<int16_t>(kSectorBufferBytes);
+  shared.BlockUsed.fill(false);
+  for (std::string& detail : shared.ListDetails) detail.clear();
+
+  if (ReadSideImage(shared, kDirectoryTrack, kDirectoryHead, kFdr3SectorOrder,
+                    shared.Fdr3DirectoryImage) != SidePass::Read) {
+    return 1;
+  }
+  int found = 0;
+  std::array<int32_t, kListSlots> totals{};
+  const int files = Fdr3CollectFiles(shared, {}, found, totals);
+  for (int slot = 1; slot <= files; ++slot) {
+    const std::string& blocks = shared.ListBlocks[static_cast<size_t>(slot)];
+    // Only the low byte of a block number counts as a block.
+    for (size_t at = 0; at < blocks.size(); at += 2) shared.BlockUsed[At(blocks, at)] = true;
+    char detail[16];
+    std::snprintf(detail, sizeof detail, "%7d", totals[static_cast<size_t>(slot)]);
+    shared.ListDetails[static_cast<size_t>(slot)] = detail;
+  }
+  if (files == 0) return 2;
+
+  int32_t bytes = 0;
+  for (int block = kFdr3FirstDataBlock; block <= kFdr3LastBlock; ++block) {
+    if (!shared.BlockUsed[static_cast<size_t>(block)]) bytes += 2048;
+  }
+  shared.DiscByteCount = bytes;
+  shared.DiscFormatText = "Barudan FDR";
+  shared.FreeStitchesText = ThousandsText(bytes / 3);
+  for (int slot = 1; slot <= files; ++slot) {
+    char count[16];
+    std::snprintf(count, sizeof count, " %8d", (totals[static_cast<size_t>(slot)] - 256) / 3);
+    shared.DiscFilesText += shared.ListNames[static_cast<size_t>(slot)] + count + '\0';
+  }
+  return 0;
+}
+
+}  // namespace tavlin

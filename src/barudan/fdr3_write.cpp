@@ -1,0 +1,168 @@
+// Fdr3Write: a stitch file onto an FDR3 disc under a name of the host's. The file is
+// converted to DSB in a working file, laid into free half-track blocks a track side at
+// a time, and the directory is written last.
+#include <cstdlib>
+#include <vector>
+
+#include "barudan/design_number.h"
+#include "barudan/fdr3_disc.h"
+#include "conversion/buffered_file.h"
+#include "conversion/convert.h"
+#include "conversion/format_table.h"
+#include "conversion/numbers.h"
+#include "conversion/text_header.h"
+#include "platform/files.h"
+#include "platform/working_folder.h"
+#include "services/sector_service.h"
+
+namespace tavlin {
+
+namespace {
+
+constexpr int kBlocksPerEntry = 8;
+constexpr int32_t kFullEntryBytes = 16384;
+
+// The design's first piece: the extents and the stitch count behind 128 "0"s.
+std::string DesignHeader(const std::string& header, int64_t stitches) {
+  const HeaderExtents extents = ReadHeaderExtents(header);
+  std::string head(128, '0');
+  head += IntToBytes2(-extents.minusX);
+  head += IntToBytes2(-extents.minusY);
+  head += IntToBytes2(extents.plusX);
+  head += IntToBytes2(extents.plusY);
+  head += std::string(4, '\0');
+  head += IntToBytes4(static_cast<double>(stitches));
+  head.resize(256, '\0');
+  return head;
+}
+
+// The next 256 bytes of stitch data. At its first run of six zero bytes the piece
+// keeps the run's first two, which complete the end record, and is filled with 0xE5.
+std::string NextPiece(BufferedFile& file, bool& ended) {
+  std::string piece(256, '\0');
+  if (file.Read(reinterpret_cast<uint8_t*>(piece.data()), 256) < 256) ended = true;
+  const size_t run = piece.find(std::string(6, '\0'));
+  if (run != std::string::npos) {
+    piece.resize(run + 2);
+    piece.resize(256, '\xE5');
+  }
+  return piece;
+}
+
+struct Entry {
+  std::string bytes;
+  int blocks = 0;
+};
+
+Entry NewEntry(int place, const std::string& name, int number) {
+  return {std::string(1, static_cast<char>(place)) + name + "U" + TwoDigits(number), 0};
+}
+
+// Fills the entry with 0xFF to 28 bytes, then the count's low three bytes and 0xFF.
+void CompleteEntry(Entry& entry, int32_t count) {
+  entry.bytes.resize(28, '\xFF');
+  entry.bytes += IntToBytes4(static_cast<double>(static_cast<uint32_t>(count))).substr(0, 3);
+  entry.bytes += '\xFF';
+}
+
+}  // namespace
+
+int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std::string& destFile) {
+  shared.SectorBuffer.fill(0);
+  shared.SectorBufferLen = static_cast<int16_t>(kSectorBufferBytes);
+  if (sourceFile.empty()) return 2;
+  SetVector25632(shared.platform);
+  SetDiscDSDD32(shared.platform);
+  if (ReadSideImage(shared, 40, 0, kFdr3SectorOrder, shared.Fdr3DirectoryImage) != SidePass::Read) {
+    return 1;
+  }
+  int found = 0;
+  std::array<int32_t, kListSlots> totals{};
+  // This scan's files; ListNames is put back, as the host's listing must stand.
+  const std::array<std::string, kListSlots> names = shared.ListNames;
+  const int files = Fdr3CollectFiles(shared, {}, found, totals);
+  std::vector<bool> numberTaken(100, false);
+  shared.BlockUsed.fill(false);
+  for (int slot = 1; slot <= files; ++slot) {
+    const std::string& name = shared.ListNames[static_cast<size_t>(slot)];
+    const long number = std::strtol(name.substr(10, 2).c_str(), nullptr, 10);
+    if (number >= 1 && number <= 99) numberTaken[static_cast<size_t>(number)] = true;
+    const std::string& blocks = shared.ListBlocks[static_cast<size_t>(slot)];
+    for (size_t at = 0; at < blocks.size(); at += 2) {
+      shared.BlockUsed[static_cast<uint8_t>(blocks[at])] = true;
+    }
+  }
+  shared.ListNames = names;
+  int number = 1;
+  while (number <= 99 && numberTaken[static_cast<size_t>(number)]) ++number;
+  if (number > 99) return 4;
+
+  int16_t sourceType = FindFormatCode(sourceFile);
+  if (sourceType < 0) return 2;
+  const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
+  int16_t destType = kCodeDsb;
+  std::string resolved;
+  const int16_t converted =
+      ConvertStitchFile(shared, sourceType, destType, sourceFile, working.Path(), resolved);
+  if (converted != 0) return converted;
+  PumpMessages(shared.platform);
+
+  BufferedFile file(OpenFile(shared.platform, working.Path()));
+  const int64_t length = file.Length();
+  int32_t freeBytes = 0;
+  for (int block = kFdr3FirstDataBlock; block <= kFdr3LastBlock; ++block) {
+    if (!shared.BlockUsed[static_cast<size_t>(block)]) freeBytes += 2048;
+  }
+  shared.DiscByteCount = freeBytes;
+  if (freeBytes < length) return 5;
+
+  std::string header(512, ' ');
+  file.Read(reinterpret_cast<uint8_t*>(header.data()), header.size());
+  const std::string first = DesignHeader(header, std::max<int64_t>(length - 512, 0) / 3);
+  file.Seek(512);
+
+  std::string name = destFile.substr(0, 8);
+  name.resize(8, ' ');
+  SetVector25632(shared.platform);
+  SetDiscDSDD32(shared.platform);
+  std::vector<Entry> entries{NewEntry(0, name, number)};
+  int32_t fullBytes = 0;
+  bool ended = false, firstPiece = true;
+  int track = -1, head = -1;
+  for (int block = kFdr3FirstDataBlock; block <= kFdr3LastBlock && !ended; ++block) {
+    if (shared.BlockUsed[static_cast<size_t>(block)]) continue;
+    Entry& entry = entries.back();
+    entry.bytes += static_cast<char>(block);
+    entry.bytes += '\0';
+    if (++entry.blocks == kBlocksPerEntry) {
+      CompleteEntry(entry, kFullEntryBytes);
+      fullBytes += kFullEntryBytes;
+      entries.push_back(NewEntry(static_cast<int>(entries.size()), name, number));
+    }
+    for (int piece = 0; piece < 8 && !ended; ++piece) {
+      if (Fdr3BlockTrack(block) != track || Fdr3BlockHead(block) != head) {
+        if (track >= 0 && !WriteTrackSide(shared, track, head)) return 1;
+        track = Fdr3BlockTrack(block);
+        head = Fdr3BlockHead(block);
+      }
+      const uint8_t sector = kFdr3SectorOrder[static_cast<size_t>(Fdr3BlockFirstPiece(block) + piece)];
+      shared.TrackBuffer[sector] = firstPiece ? first : NextPiece(file, ended);
+      firstPiece = false;
+    }
+  }
+  if (!WriteTrackSide(shared, track, head)) return 1;
+  CompleteEntry(entries.back(), static_cast<int32_t>(length - 512 - fullBytes + 256));
+  file.Close();
+
+  std::string& image = shared.Fdr3DirectoryImage;
+  int free = 0;
+  for (const Entry& entry : entries) {
+    while (free < kFdr3Entries && !Fdr3EntryFree(image, free)) ++free;
+    if (free == kFdr3Entries) return 1;
+    image.replace(static_cast<size_t>(free) * kFdr3EntryBytes, kFdr3EntryBytes, entry.bytes);
+  }
+  if (!WriteSideImage(shared, image, 40, 0, kFdr3SectorOrder, false)) return 1;
+  return 0;
+}
+
+}  // namespace tavlin

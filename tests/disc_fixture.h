@@ -1,0 +1,91 @@
+// A disc image of a family, formatted, bound to drive A: of the calling thread, and
+// driven through the public class as a host would.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tavlin/tavlin.h"
+#include "test_support.h"
+
+namespace tavlin::test {
+
+class DiscImage {
+ public:
+  DiscImage(ImageFamily family, int16_t formatType) : formatType_(formatType), image(dir / "disc.img") {
+    WriteBytes(image, std::string(static_cast<size_t>(ImageBytes(family)), '\0'));
+    BindDriveImage(0, image);
+    formatResult = tavlin.FormatDisc(formatType);
+  }
+
+  int16_t List() {
+    switch (formatType_) {
+      case FMC: return tavlin.DirectoryFMC();
+      case FDR3: return tavlin.DirectoryFDR();
+      default: return tavlin.DirectoryZSK();
+    }
+  }
+
+  // Writes a DST of these bytes under a file name of its own.
+  int16_t Write(const std::string& dst, const std::string& name = "design.DST",
+                const std::string& destFile = "") {
+    WriteBytes(dir / name, dst);
+    return tavlin.WriteToDisc(dir / name, destFile, formatType_, progress);
+  }
+
+  // The design at a line of the listing, as the QEP the disc gives; empty on failure.
+  std::string Read(int16_t line, int16_t* result = nullptr) {
+    const std::string out = LastRead(++reads);
+    const int16_t r = tavlin.ReadFromDisc(line, "", out, formatType_, progress);
+    if (result != nullptr) *result = r;
+    return r == 0 && std::filesystem::exists(out) ? ReadBytes(out) : std::string();
+  }
+  std::string LastRead(int n = 0) const { return dir / ("read" + std::to_string(n == 0 ? reads : n) + ".QEP"); }
+
+  int16_t Delete(int16_t line) { return tavlin.DeleteFromDisc(line, "", formatType_); }
+
+  std::vector<std::string> Lines() const {
+    std::vector<std::string> lines;
+    const std::string files = tavlin.Files();
+    for (size_t at = 0; at < files.size(); at = files.find('\0', at) + 1) {
+      lines.push_back(files.substr(at, files.find('\0', at) - at));
+    }
+    return lines;
+  }
+
+  // The QEP of every design on the disc, through a fresh listing.
+  std::vector<std::string> Designs() {
+    std::vector<std::string> designs;
+    if (List() != 0) return designs;
+    for (size_t line = 0; line < Lines().size(); ++line) designs.push_back(Read(static_cast<int16_t>(line)));
+    return designs;
+  }
+
+  std::string Bytes() const { return ReadBytes(image); }
+  void Patch(size_t offset, const std::string& bytes) {
+    std::string all = Bytes();
+    all.replace(offset, bytes.size(), bytes);
+    WriteBytes(image, all);
+    BindDriveImage(0, image);
+  }
+
+ private:
+  int16_t formatType_;
+
+ public:
+  TempDir dir;
+  std::string image;
+  Tavlin tavlin;
+  int16_t formatResult = -1;
+  std::shared_ptr<RecordingProgress> progress = std::make_shared<RecordingProgress>();
+  int reads = 0;
+};
+
+// Whether the designs that stood on a disc still read back byte for byte, in their
+// order (a directory written in part may already show a new design behind them).
+inline bool StillStand(const std::vector<std::string>& before, const std::vector<std::string>& now) {
+  return now.size() >= before.size() && std::equal(before.begin(), before.end(), now.begin());
+}
+
+}  // namespace tavlin::test
