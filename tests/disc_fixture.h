@@ -11,6 +11,12 @@
 
 namespace tavlin::test {
 
+// Where a sector of a raw image lies: by cylinder, then head, then sector id.
+inline size_t SectorOffset(int track, int head, int sector, size_t sectors = 16, size_t size = 256) {
+  return ((static_cast<size_t>(track) * 2 + static_cast<size_t>(head)) * sectors +
+          static_cast<size_t>(sector) - 1) * size;
+}
+
 class DiscImage {
  public:
   DiscImage(ImageFamily family, int16_t formatType) : formatType_(formatType), image(dir / "disc.img") {

@@ -10,6 +10,7 @@
 #include "conversion/text_header.h"
 #include "platform/files.h"
 #include "platform/working_folder.h"
+#include "services/disc_transfer.h"
 #include "services/sector_service.h"
 
 namespace tavlin {
@@ -101,19 +102,9 @@ int16_t Fdr3Read(SharedRecord& shared, int slot, const std::string& destName) {
     return 1;
   }
 
-  const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
-  bool gathered = false;
-  {
-    BufferedFile out(OpenFile(shared.platform, working.Path()));
-    SetVector25632(shared.platform);
-    SetDiscDSDD32(shared.platform);
-    gathered = GatherDesign(shared, blocks, total, dstKind, destName, out);
-  }
-  if (!gathered) return 1;
-  int16_t sourceType = dstKind ? kCodeDst : kCodeDsb, destType = kCodeQep;
-  std::string resolved;
-  ConvertStitchFile(shared, sourceType, destType, working.Path(), destName, resolved);
-  return 0;
+  return DeliverFromDisc(shared, dstKind ? kCodeDst : kCodeDsb, destName, [&](BufferedFile& out) {
+    return GatherDesign(shared, blocks, total, dstKind, destName, out);
+  });
 }
 
 int16_t Fdr3Delete(SharedRecord& shared, int slot) {

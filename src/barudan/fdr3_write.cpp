@@ -13,6 +13,7 @@
 #include "conversion/text_header.h"
 #include "platform/files.h"
 #include "platform/working_folder.h"
+#include "services/disc_transfer.h"
 #include "services/sector_service.h"
 
 namespace tavlin {
@@ -93,17 +94,12 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
     }
   }
   shared.ListNames = names;
-  int number = 1;
-  while (number <= 99 && numberTaken[static_cast<size_t>(number)]) ++number;
-  if (number > 99) return 4;
+  const int number =
+      LowestFreeNumber([&numberTaken](int n) { return numberTaken[static_cast<size_t>(n)]; });
+  if (number == 0) return 4;
 
-  int16_t sourceType = FindFormatCode(sourceFile);
-  if (sourceType < 0) return 2;
   const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
-  int16_t destType = kCodeDsb;
-  std::string resolved;
-  const int16_t converted =
-      ConvertStitchFile(shared, sourceType, destType, sourceFile, working.Path(), resolved);
+  const int16_t converted = ConvertForDisc(shared, sourceFile, kCodeDsb, working.Path());
   if (converted != 0) return converted;
   PumpMessages(shared.platform);
 

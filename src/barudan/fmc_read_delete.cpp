@@ -11,6 +11,7 @@
 #include "conversion/text_header.h"
 #include "platform/files.h"
 #include "platform/working_folder.h"
+#include "services/disc_transfer.h"
 #include "services/sector_service.h"
 #include "services/track_side.h"
 
@@ -89,20 +90,9 @@ int16_t FmcRead(SharedRecord& shared, int slot, const std::string& destName) {
   const int first = blocks.empty() ? 0 : static_cast<uint8_t>(blocks[0]);
   if (!ReadSectorTries(shared, FmcBlockTrack(first), FmcBlockHead(first), 1, 1)) return 1;
 
-  const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
-  bool gathered = false;
-  {
-    BufferedFile out(OpenFile(shared.platform, working.Path()));
-    SetVector25632(shared.platform);
-    SetDiscDSDD32(shared.platform);
-    gathered = GatherDesign(shared, blocks, destName, out);
-  }
-  if (gathered) {
-    int16_t sourceType = kCodeDsb, destType = kCodeQep;
-    std::string resolved;
-    ConvertStitchFile(shared, sourceType, destType, working.Path(), destName, resolved);
-  }
-  return gathered ? 0 : 1;
+  return DeliverFromDisc(shared, kCodeDsb, destName, [&](BufferedFile& out) {
+    return GatherDesign(shared, blocks, destName, out);
+  });
 }
 
 int16_t FmcDelete(SharedRecord& shared, int slot) {

@@ -9,6 +9,7 @@
 #include "conversion/text_header.h"
 #include "platform/files.h"
 #include "platform/working_folder.h"
+#include "services/disc_transfer.h"
 #include "services/sector_service.h"
 #include "services/track_side.h"
 #include "zskdos/zsk_disc.h"
@@ -103,21 +104,12 @@ int16_t ZskRead(SharedRecord& shared, int entry, const std::string& destName) {
     return 1;
   }
 
-  const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
-  bool gathered = false;
-  {
-    BufferedFile out(OpenFile(shared.platform, working.Path()));
-    SetVector25632(shared.platform);
-    SetDiscDSDD32(shared.platform);
-    gathered = GatherStream(shared, firstBlock, out);
+  return DeliverFromDisc(shared, kCodeDsz, destName, [&](BufferedFile& out) {
+    if (!GatherStream(shared, firstBlock, out)) return false;
     out.Seek(0);
     out.Write(DiscReadHeader(destName, "ZSK", 0, 0, 0, 0));
-  }
-  if (!gathered) return 1;
-  int16_t sourceType = kCodeDsz, destType = kCodeQep;
-  std::string resolved;
-  ConvertStitchFile(shared, sourceType, destType, working.Path(), destName, resolved);
-  return 0;
+    return true;
+  });
 }
 
 int16_t ZskDelete(SharedRecord& shared, int entry) {

@@ -9,6 +9,7 @@
 #include "conversion/numbers.h"
 #include "platform/files.h"
 #include "platform/working_folder.h"
+#include "services/disc_transfer.h"
 #include "services/sector_service.h"
 #include "services/track_side.h"
 #include "zskdos/zsk_disc.h"
@@ -59,23 +60,16 @@ int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile) {
   if (shared.ZskDirectoryBlock.empty()) return 1;
   // The lowest number no record carries.
   const std::vector<ZskRecord> records = ZskRecords(shared.ZskDirectoryBlock);
-  int number = 1;
-  while (number <= 99 && std::any_of(records.begin(), records.end(), [number](const ZskRecord& r) {
-           return r.Number() == number;
-         })) {
-    ++number;
-  }
-  if (number > 99) return 4;
+  const int number = LowestFreeNumber([&records](int n) {
+    return std::any_of(records.begin(), records.end(),
+                       [n](const ZskRecord& r) { return r.Number() == n; });
+  });
+  if (number == 0) return 4;
   // The directory block holds 46 records: a 47th would not fit, and is no room left.
   if (8 + 22 * (records.size() + 1) > kZskBlockBytes) return 5;
 
-  int16_t sourceType = FindFormatCode(sourceFile);
-  if (sourceType == kCodeRefused) return 2;
   const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
-  int16_t destType = kCodeDsz;
-  std::string resolved;
-  const int16_t converted =
-      ConvertStitchFile(shared, sourceType, destType, sourceFile, working.Path(), resolved);
+  const int16_t converted = ConvertForDisc(shared, sourceFile, kCodeDsz, working.Path());
   if (converted != 0) return converted;
 
   PumpMessages(shared.platform);

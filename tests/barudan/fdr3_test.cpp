@@ -13,10 +13,7 @@ namespace {
 using test::Bytes;
 using test::OnFreshThread;
 
-size_t Offset(int track, int head, int sector) {
-  return ((static_cast<size_t>(track) * 2 + static_cast<size_t>(head)) * 16 +
-          static_cast<size_t>(sector) - 1) * 256;
-}
+size_t Offset(int track, int head, int sector) { return test::SectorOffset(track, head, sector); }
 
 // The directory entry n of the image, 32 bytes.
 std::string Entry(const std::string& image, int n) {

@@ -18,11 +18,7 @@ using test::OnFreshThread;
 
 constexpr size_t kSector = 256;
 
-// Where a sector of an FMC image lies.
-size_t Offset(int track, int head, int sector) {
-  return ((static_cast<size_t>(track) * 2 + static_cast<size_t>(head)) * 16 +
-          static_cast<size_t>(sector) - 1) * kSector;
-}
+size_t Offset(int track, int head, int sector) { return test::SectorOffset(track, head, sector); }
 
 struct Disc : test::DiscImage {
   Disc() : DiscImage(ImageFamily::Fmc, FMC) { EXPECT_EQ(formatResult, 0); }

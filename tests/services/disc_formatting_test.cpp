@@ -6,7 +6,7 @@
 #include "public/shared_record.h"
 #include "services/disc_formatting.h"
 #include "tavlin/tavlin.h"
-#include "test_support.h"
+#include "disc_fixture.h"
 
 namespace tavlin {
 namespace {
@@ -23,9 +23,7 @@ struct Blank {
   }
   // A sector of the image.
   std::string At(int track, int head, int sector, size_t size = 256) const {
-    const size_t sectors = size == 512 ? 9 : 16;
-    return bytes.substr(((static_cast<size_t>(track) * 2 + static_cast<size_t>(head)) * sectors +
-                         static_cast<size_t>(sector) - 1) * size, size);
+    return bytes.substr(test::SectorOffset(track, head, sector, size == 512 ? 9 : 16, size), size);
   }
   test::TempDir dir;
   std::string image;

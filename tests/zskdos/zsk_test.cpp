@@ -17,10 +17,7 @@ namespace {
 using test::Bytes;
 using test::OnFreshThread;
 
-size_t Offset(int track, int head, int sector) {
-  return ((static_cast<size_t>(track) * 2 + static_cast<size_t>(head)) * 16 +
-          static_cast<size_t>(sector) - 1) * 256;
-}
+size_t Offset(int track, int head, int sector) { return test::SectorOffset(track, head, sector); }
 
 size_t BlockOffset(int block) {
   const ZskSector s = ZskBlockSector(block, 0);

@@ -1,0 +1,44 @@
+#include "services/disc_transfer.h"
+
+#include "conversion/convert.h"
+#include "conversion/format_table.h"
+#include "platform/files.h"
+#include "platform/working_folder.h"
+#include "services/sector_service.h"
+
+namespace tavlin {
+
+int LowestFreeNumber(const std::function<bool(int)>& taken) {
+  for (int number = 1; number <= 99; ++number) {
+    if (!taken(number)) return number;
+  }
+  return 0;
+}
+
+int16_t ConvertForDisc(SharedRecord& shared, const std::string& sourceFile, int16_t destType,
+                       const std::string& workingPath) {
+  int16_t sourceType = FindFormatCode(sourceFile);
+  if (sourceType < 0) return 2;
+  std::string resolved;
+  return ConvertStitchFile(shared, sourceType, destType, sourceFile, workingPath, resolved);
+}
+
+int16_t DeliverFromDisc(SharedRecord& shared, int16_t sourceType, const std::string& destName,
+                        const std::function<bool(BufferedFile&)>& gather) {
+  const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
+  bool gathered = false;
+  {
+    BufferedFile out(OpenFile(shared.platform, working.Path()));
+    SetVector25632(shared.platform);
+    SetDiscDSDD32(shared.platform);
+    gathered = gather(out);
+  }
+  if (!gathered) return 1;
+  // The disc routines don't look at the conversion's result: the host finds the file.
+  int16_t destType = kCodeQep;
+  std::string resolved;
+  ConvertStitchFile(shared, sourceType, destType, working.Path(), destName, resolved);
+  return 0;
+}
+
+}  // namespace tavlin

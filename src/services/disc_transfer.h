@@ -1,0 +1,29 @@
+// What every disc family does the same way when it moves a design: take the lowest free
+// design number, convert the host's file into the disc's record format in the working
+// file, and deliver a design gathered off the disc to the host as QEP.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "conversion/buffered_file.h"
+#include "public/shared_record.h"
+
+namespace tavlin {
+
+// The lowest design number from 1 to 99 that is not taken, or 0 when all are.
+int LowestFreeNumber(const std::function<bool(int)>& taken);
+
+// Converts the host's stitch file to the disc's record format in the working file.
+// Gives 2 when the source's name gives no format, else the conversion's result.
+int16_t ConvertForDisc(SharedRecord& shared, const std::string& sourceFile, int16_t destType,
+                       const std::string& workingPath);
+
+// Lets `gather` fill a working file with a design off the disc (a 512-byte header and
+// the stitch data of `sourceType`), then converts it to the host's file as QEP. Gives
+// 1, and makes no file, when the gathering fails; otherwise 0.
+int16_t DeliverFromDisc(SharedRecord& shared, int16_t sourceType, const std::string& destName,
+                        const std::function<bool(BufferedFile&)>& gather);
+
+}  // namespace tavlin
