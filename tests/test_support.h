@@ -107,6 +107,15 @@ class RecordingProgress final : public Progress {
   std::vector<double> values;
 };
 
+// The sample designs beside the repository; a test that needs them fails with the
+// reason when they are not there.
+inline std::string Samples() {
+  const std::string dir = TAVLIN_SAMPLES;
+  EXPECT_TRUE(std::filesystem::is_directory(dir))
+      << "the sample designs are expected at " << dir << " (shared/samples beside the repository)";
+  return dir;
+}
+
 // Runs the body on a thread of its own, with a fresh shared record, as a new COM
 // apartment would have.
 template <typename Body>

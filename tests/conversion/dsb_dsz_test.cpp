@@ -111,7 +111,7 @@ std::map<int, int> CodesOf(const std::string& path, size_t from, int codeByte, i
 }
 
 TEST(Samples, StarDsbDszAndU01DecodeAsTheirBytesAndHeadersSay) {
-  const std::string samples = TAVLIN_SAMPLES;
+  const std::string samples = test::Samples();
   for (const char* name : {"Star.DSB", "Star.DSZ"}) {
     const std::string path = samples + "/" + name;
     const bool dsb = std::string(name) == "Star.DSB";

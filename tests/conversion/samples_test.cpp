@@ -10,8 +10,6 @@
 namespace tavlin {
 namespace {
 
-const std::string kSamples = TAVLIN_SAMPLES;
-
 using test::Needle;
 
 // A number field of the sample's own text header, e.g. "+X:".
@@ -24,7 +22,7 @@ long HeaderValue(const std::string& header, const std::string& label) {
 TEST(Samples, StarDstGoesToDstAndBackUnchanged) {
   test::TempDir dir;
   Tavlin tavlin;
-  const std::string star = kSamples + "/Star.DST";
+  const std::string star = test::Samples() + "/Star.DST";
   ASSERT_EQ(ConvertStitchFiles(star, dir / "star.DST"), 0);
   std::vector<Needle> source = test::NeedlesOf(star, true);
   const std::vector<Needle> copy = test::NeedlesOf(dir / "star.DST", true);
@@ -43,7 +41,7 @@ TEST(Samples, StarDstGoesToDstAndBackUnchanged) {
 }
 
 TEST(Samples, StarDstExtentsAgreeWithItsOwnHeader) {
-  const std::string star = kSamples + "/Star.DST";
+  const std::string star = test::Samples() + "/Star.DST";
   const std::string header = test::ReadBytes(star).substr(0, 512);
   DesignSummary summary;
   ASSERT_EQ(SummariseDesign(star, summary), 0);
