@@ -14,6 +14,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "conversion/conversion_run.h"
 #include "conversion/convert.h"
 #include "conversion/format_table.h"
