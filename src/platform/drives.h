@@ -33,12 +33,15 @@ enum class SectorOp { Read, Write, Format };
 // A test hook: answers true for an operation that must fail.
 using SectorFault = std::function<bool(SectorOp op, int track, int head, int sector)>;
 
+class FatVolume;
+
 struct DriveBinding {
   enum class Kind { None, Image, Directory };
   Kind kind = Kind::None;
   std::string path;
   Geometry geometry;
   std::shared_ptr<std::FILE> image;  // open while bound
+  std::shared_ptr<FatVolume> volume;  // the image's DOS file system, read on first use
   int settleMilliseconds = 0;        // 0 for images and directories
 };
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "platform/fat_volume.h"
 #include "platform/run_time_error.h"
 
 namespace tavlin {
@@ -49,6 +50,26 @@ class HostFile final : public FileBackend {
   std::FILE* file_;
 };
 
+// A drive path's file name in the root: "A:\\NAME.EXT" gives "NAME.EXT". Folders
+// inside an image are not reached.
+std::string RootName(const std::string& path) {
+  std::string rest = path.substr(2);
+  while (!rest.empty() && (rest.front() == '\\' || rest.front() == '/')) rest.erase(0, 1);
+  if (rest.find_first_of("\\/") != std::string::npos) throw RunTimeError(kPathNotFound);
+  return rest;
+}
+
+// The DOS file system of the image a drive path names, or null for any other path.
+FatVolume* VolumeFor(PlatformState& platform, const std::string& path) {
+  const int drive = DriveOfPath(path);
+  if (drive < 0) return nullptr;
+  DriveBinding& binding = DriveAt(platform, drive);
+  if (binding.kind == DriveBinding::Kind::None) throw RunTimeError(kDiskNotReady);
+  if (binding.kind != DriveBinding::Kind::Image) return nullptr;
+  if (!binding.volume) binding.volume = std::make_shared<FatVolume>(binding.image);
+  return binding.volume.get();
+}
+
 std::string WithSlashes(std::string path) {
   for (char& c : path) {
     if (c == '\\') c = '/';
@@ -77,14 +98,33 @@ std::string HostPathOf(PlatformState& platform, const std::string& path) {
       return (std::filesystem::path(binding.path) / rest).string();
     }
     case DriveBinding::Kind::Image:
-      // The file system inside an image is not reachable in this build.
-      throw RunTimeError(kNotSupported);
+      // The file system inside an image has no host path: VolumeFor reaches it.
+      throw RunTimeError(kPathNotFound);
     case DriveBinding::Kind::None: break;
   }
   throw RunTimeError(kDiskNotReady);
 }
 
+std::vector<std::string> ListFiles(PlatformState& platform, const std::string& pathMask) {
+  const size_t cut = pathMask.find_last_of("\\/");
+  const std::string mask = cut == std::string::npos ? pathMask.substr(DriveOfPath(pathMask) < 0 ? 0 : 2)
+                                                    : pathMask.substr(cut + 1);
+  if (FatVolume* volume = VolumeFor(platform, pathMask)) return volume->List(mask);
+  const std::string folder = cut == std::string::npos ? (DriveOfPath(pathMask) < 0 ? "." : pathMask.substr(0, 2))
+                                                      : pathMask.substr(0, cut + 1);
+  std::vector<std::string> names;
+  std::error_code ec;
+  for (const auto& entry : std::filesystem::directory_iterator(HostPathOf(platform, folder), ec)) {
+    if (!entry.is_regular_file(ec)) continue;
+    const std::string name = entry.path().filename().string();
+    if (MatchesDosMask(name, mask)) names.push_back(name);
+  }
+  if (ec) throw RunTimeError(kPathNotFound);
+  return names;
+}
+
 std::unique_ptr<FileBackend> OpenFile(PlatformState& platform, const std::string& path) {
+  if (FatVolume* volume = VolumeFor(platform, path)) return volume->Open(RootName(path));
   const std::string host = HostPathOf(platform, path);
   std::FILE* file = std::fopen(host.c_str(), "r+b");
   if (file == nullptr && errno == ENOENT) file = std::fopen(host.c_str(), "w+b");
@@ -100,16 +140,53 @@ std::unique_ptr<FileBackend> OpenFile(PlatformState& platform, const std::string
 }
 
 bool FileExists(PlatformState& platform, const std::string& path) {
+  if (FatVolume* volume = VolumeFor(platform, path)) return volume->Exists(RootName(path));
   std::error_code ec;
   return std::filesystem::is_regular_file(HostPathOf(platform, path), ec);
 }
 
 void DeleteFile(PlatformState& platform, const std::string& path) {
+  if (FatVolume* volume = VolumeFor(platform, path)) {
+    volume->Delete(RootName(path));
+    return;
+  }
   std::error_code ec;
   const std::string host = HostPathOf(platform, path);
   if (!std::filesystem::remove(host, ec) && ec && ec != std::errc::no_such_file_or_directory) {
     throw RunTimeError(kPermissionDenied);
   }
+}
+
+void RenameFile(PlatformState& platform, const std::string& from, const std::string& to) {
+  if (FatVolume* volume = VolumeFor(platform, from)) {
+    if (DriveOfPath(to) != DriveOfPath(from)) throw RunTimeError(kPathFileAccess);
+    volume->Rename(RootName(from), RootName(to));
+    return;
+  }
+  std::error_code ec;
+  std::filesystem::rename(HostPathOf(platform, from), HostPathOf(platform, to), ec);
+  if (ec) throw RunTimeError(ec == std::errc::no_such_file_or_directory ? kFileNotFound : kPathFileAccess);
+}
+
+void CopyFile(PlatformState& platform, const std::string& from, const std::string& to) {
+  if (!FileExists(platform, from)) throw RunTimeError(kFileNotFound);
+  DeleteFile(platform, to);
+  const std::unique_ptr<FileBackend> source = OpenFile(platform, from);
+  const std::unique_ptr<FileBackend> dest = OpenFile(platform, to);
+  std::vector<uint8_t> chunk(64 * 1024);
+  int64_t at = 0;
+  for (;;) {
+    const size_t got = source->ReadAt(at, chunk.data(), chunk.size());
+    if (got == 0) break;
+    dest->WriteAt(at, chunk.data(), got);
+    at += static_cast<int64_t>(got);
+  }
+  dest->Flush();
+}
+
+int64_t FileLength(PlatformState& platform, const std::string& path) {
+  if (!FileExists(platform, path)) throw RunTimeError(kFileNotFound);
+  return OpenFile(platform, path)->Length();
 }
 
 }  // namespace tavlin

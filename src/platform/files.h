@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/drives.h"
 
@@ -30,10 +31,18 @@ int DriveOfPath(const std::string& path);
 // Throws "disk not ready" for an unbound drive.
 std::string HostPathOf(PlatformState& platform, const std::string& path);
 
+// The names of the plain files that match a DOS mask ("A:\*.DST", "A:\*."), in the
+// file system's order. On a drive this is its root; a host path lists its folder.
+std::vector<std::string> ListFiles(PlatformState& platform, const std::string& pathMask);
+
 // Opens for binary reading and writing; a missing file is created.
 std::unique_ptr<FileBackend> OpenFile(PlatformState& platform, const std::string& path);
 bool FileExists(PlatformState& platform, const std::string& path);
 // Deletes a file; a missing one is no failure.
 void DeleteFile(PlatformState& platform, const std::string& path);
+void RenameFile(PlatformState& platform, const std::string& from, const std::string& to);
+// Copies a whole file over another, which is made anew.
+void CopyFile(PlatformState& platform, const std::string& from, const std::string& to);
+int64_t FileLength(PlatformState& platform, const std::string& path);
 
 }  // namespace tavlin

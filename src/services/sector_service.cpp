@@ -31,6 +31,8 @@ bool Faulted(const PlatformState& platform, SectorOp op, int track, int head, in
 }
 
 bool WriteAt(DriveBinding& binding, long offset, const uint8_t* data, size_t n) {
+  // The file system read from the image no longer stands for it.
+  binding.volume.reset();
   std::FILE* file = binding.image.get();
   return std::fseek(file, offset, SEEK_SET) == 0 && std::fwrite(data, 1, n, file) == n &&
          std::fflush(file) == 0;

@@ -1,0 +1,58 @@
+// The FAT12 file system of a DOS disc image: the root directory's files, read,
+// written, created, renamed and deleted on the image's own sectors, so that drive
+// paths like "A:\DESIGN.DST" work without mounting anything.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/files.h"
+
+namespace tavlin {
+
+class FatVolume {
+ public:
+  // Reads the boot sector's layout; throws "path/file access error" when the image
+  // holds no FAT12 file system it can use.
+  explicit FatVolume(std::shared_ptr<std::FILE> image);
+
+  // The plain files of the root directory whose 8.3 names match the mask ("*.DST",
+  // "*." for names without extension, "*.U*"), in directory order.
+  std::vector<std::string> List(const std::string& mask);
+  bool Exists(const std::string& name);
+  // Opens for reading and writing; a missing file is created.
+  std::unique_ptr<FileBackend> Open(const std::string& name);
+  void Delete(const std::string& name);
+  void Rename(const std::string& from, const std::string& to);
+
+  struct Layout {
+    int bytesPerSector = 512;
+    int sectorsPerCluster = 2;
+    int reservedSectors = 1;
+    int fats = 2;
+    int rootEntries = 112;
+    int totalSectors = 1440;
+    int sectorsPerFat = 3;
+    int64_t FatOffset() const { return int64_t{reservedSectors} * bytesPerSector; }
+    int64_t RootOffset() const { return FatOffset() + int64_t{fats} * sectorsPerFat * bytesPerSector; }
+    int64_t DataOffset() const { return RootOffset() + int64_t{rootEntries} * 32; }
+    int ClusterBytes() const { return sectorsPerCluster * bytesPerSector; }
+    int Clusters() const {
+      return static_cast<int>((int64_t{totalSectors} * bytesPerSector - DataOffset()) / ClusterBytes());
+    }
+  };
+
+  // Shared by the volume and its open files.
+  struct State;
+
+ private:
+  std::shared_ptr<State> state_;
+};
+
+// Whether an 8.3 name matches a DOS mask, case aside.
+bool MatchesDosMask(const std::string& name, const std::string& mask);
+
+}  // namespace tavlin
