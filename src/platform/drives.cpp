@@ -1,6 +1,7 @@
 #include "platform/drives.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
@@ -102,6 +103,16 @@ void Unbind(PlatformState& platform, int drive) {
 
 void PumpMessages(const PlatformState& platform) {
   if (platform.messagePump) platform.messagePump();
+}
+
+void SettleWait(PlatformState& platform, int drive) {
+  const int settle = drive >= 0 && drive < static_cast<int>(platform.drives.size())
+                         ? platform.drives[static_cast<size_t>(drive)].settleMilliseconds
+                         : 0;
+  const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(settle);
+  do {
+    PumpMessages(platform);
+  } while (std::chrono::steady_clock::now() < until);
 }
 
 }  // namespace tavlin

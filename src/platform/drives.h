@@ -70,4 +70,8 @@ void Unbind(PlatformState& platform, int drive);
 // Lets the host's message queue run once, where a host has given a pump.
 void PumpMessages(const PlatformState& platform);
 
+// The settling wait of a drive, pumping messages: its settle time, 0 for images and
+// folders, where the queue runs once.
+void SettleWait(PlatformState& platform, int drive);
+
 }  // namespace tavlin

@@ -19,7 +19,6 @@ std::string RunTimeCodeText(int code) {
     case kPathFileAccess: return "path/file access error";
     case kPathNotFound: return "path not found";
     case kNoObject: return "no progress object";
-    case kNotSupported: return "not supported in this build";
     default: return "run-time failure " + std::to_string(code);
   }
 }

@@ -21,7 +21,6 @@ enum RunTimeCode : int16_t {
   kPathFileAccess = 75,
   kPathNotFound = 76,
   kNoObject = 91,
-  kNotSupported = 445,     // the routine for this family is not in this build
 };
 
 class RunTimeError : public std::runtime_error {

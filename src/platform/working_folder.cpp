@@ -64,6 +64,6 @@ ScopedWorkingFile::~ScopedWorkingFile() {
   }
 }
 
-void ScopedWorkingFile::Remove() { DeleteFile(platform_, path_); }
+void ScopedWorkingFile::Remove() const { DeleteFile(platform_, path_); }
 
 }  // namespace tavlin

@@ -22,7 +22,7 @@ class ScopedWorkingFile {
   ScopedWorkingFile& operator=(const ScopedWorkingFile&) = delete;
 
   const std::string& Path() const { return path_; }
-  void Remove();
+  void Remove() const;
 
  private:
   PlatformState& platform_;

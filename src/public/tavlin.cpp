@@ -10,19 +10,10 @@
 #include "services/design_file_service.h"
 #include "services/disc_formatting.h"
 #include "services/platform_steps.h"
+#include "zskdos/dos_disc.h"
 #include "zskdos/zsk_disc.h"
 
 namespace tavlin {
-
-namespace {
-
-// A family routine that this build does not have yet fails the call, as a run-time
-// failure without a handler does.
-[[noreturn]] void NotInThisBuild(const char* routine) {
-  throw RunTimeError(kNotSupported, std::string(routine) + " is not in this build");
-}
-
-}  // namespace
 
 Tavlin::Tavlin() : shared_(ThreadSharedRecord()) {
   shared_.CurrentDrive = 0;
@@ -52,12 +43,16 @@ int16_t Tavlin::WriteToDisc(const std::string& sourceFile, const std::string& de
     case FMC: return FmcWrite(shared_, sourceFile);
     case FDR3: return Fdr3Write(shared_, sourceFile, destFile);
     case ZSKDisc: return ZskWrite(shared_, sourceFile);
-    case OtherDOS: NotInThisBuild("DosWrite");
+    case OtherDOS: return DosWrite(shared_, sourceFile, destFile);
     default: return 3;
   }
 }
 
-int16_t Tavlin::ReadDisc() { NotInThisBuild("IdentifyDisc"); }
+int16_t Tavlin::ReadDisc() {
+  const int16_t result = IdentifyDisc(shared_);
+  RunToolCommand(shared_, "findformat");
+  return result;
+}
 
 std::string Tavlin::Files() const { return shared_.DiscFilesText; }
 
@@ -100,19 +95,17 @@ int16_t Tavlin::ReadFromDisc(int16_t fileNumber, const std::string& sourceName,
   shared_.CurrentPB = std::move(pb);
   // The disc routines count entries from 1.
   const int entry = fileNumber + 1;
-  (void)sourceName;
   switch (formatType) {
     case FMC: return FmcRead(shared_, entry, destName);
     case FDR3: return Fdr3Read(shared_, entry, destName);
     case ZSKDisc: return ZskRead(shared_, entry, destName);
-    case OtherDOS: NotInThisBuild("DosRead");
+    case OtherDOS: return DosRead(shared_, sourceName, destName);
     default: return 3;
   }
 }
 
 int16_t Tavlin::DeleteFromDisc(int16_t fileNumber, const std::string& fileName,
                                int16_t formatType) {
-  (void)fileName;
   if (formatType >= FMC && formatType <= ZSKDisc) {
     return WithSectorAccess(shared_, [&]() -> int16_t {
       const int entry = fileNumber + 1;
@@ -125,7 +118,9 @@ int16_t Tavlin::DeleteFromDisc(int16_t fileNumber, const std::string& fileName,
   }
   RestoreController(shared_);
   if (formatType != OtherDOS) return 3;
-  NotInThisBuild("DosDelete");
+  const int16_t result = DosDelete(shared_, fileName);
+  RestoreController(shared_);
+  return result;
 }
 
 int16_t Tavlin::DirectoryFDR() {

@@ -95,10 +95,11 @@ int32_t VBGetErrorCode(const SharedRecord& shared) { return shared.designService
 void VBResetErrorCode(SharedRecord& shared) { shared.designService.errorCode = 0; }
 
 int16_t RunDesignFileSequence(SharedRecord& shared, const std::string& sourcePath,
-                              const std::string& destPath) {
+                              const std::string& destPath, const std::function<void()>& afterWrite) {
   InitMemory(shared);
   VBReadFile(shared, sourcePath);
   VBWriteFile(shared, destPath);
+  if (afterWrite) afterWrite();
   CleanMemory(shared);
   const int32_t code = VBGetErrorCode(shared);
   VBResetErrorCode(shared);

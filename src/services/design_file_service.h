@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "public/shared_record.h"
@@ -21,9 +22,11 @@ void CleanMemory(SharedRecord& shared);
 int32_t VBGetErrorCode(const SharedRecord& shared);
 void VBResetErrorCode(SharedRecord& shared);
 
-// The six steps in their order; gives VBGetErrorCode's low 16 bits.
+// The six steps in their order; gives VBGetErrorCode's low 16 bits. `afterWrite` runs
+// between the third and the fourth step, where a caller removes a working file.
 int16_t RunDesignFileSequence(SharedRecord& shared, const std::string& sourcePath,
-                              const std::string& destPath);
+                              const std::string& destPath,
+                              const std::function<void()>& afterWrite = {});
 
 // ConvertFile of the public class: an existing destination is deleted first.
 int16_t ConvertDesignFile(SharedRecord& shared, const std::string& sourcePath,
