@@ -44,6 +44,17 @@ bool ReadTries(SharedRecord& shared, int track, int head, int sector, int attemp
   return ReadSectorTries(shared, track, head, sector, attempts);
 }
 
+// The family a probe names, in the numbering of the DOS listing.
+int16_t FamilyCodeOf(int16_t probe) {
+  switch (probe) {
+    case 2: return 3;   // Pfaff
+    case 3: return 4;   // Happy
+    case 4: return 2;   // Toyota
+    case 10: return 7;  // DOS
+    default: return probe;
+  }
+}
+
 int16_t ProbeCode(SharedRecord& shared) {
   const std::string root = std::string(1, static_cast<char>('A' + shared.CurrentDrive)) + ":\\";
   for (const Probe& probe : Probes()) {
@@ -98,7 +109,7 @@ int16_t Identify(SharedRecord& shared) {
     case 7: return FmcListDirectory(shared);
     case 8: return ZskListDirectory(shared);
     case 9: return Fdr3ListDirectory(shared);
-    default: return ListDosDisc(shared, code);
+    default: return ListDosDisc(shared, FamilyCodeOf(code));
   }
 }
 
