@@ -90,10 +90,14 @@ bool DiscRow(const DiscFamily& family, const std::string& dir, const std::string
   std::string verdict = "OK", listing = "-";
   {
     std::ofstream out(image, std::ios::binary | std::ios::trunc);
-    const std::string zeros(static_cast<size_t>(ImageBytes(family.image)), '\0');
+    const ImageFamily size = family.image == ImageFamily::FromSize ? ImageFamily::Dos720 : family.image;
+    const std::string zeros(static_cast<size_t>(ImageBytes(size)), '\0');
     out.write(zeros.data(), static_cast<std::streamsize>(zeros.size()));
   }
-  BindDriveImage(0, image, family.image);
+  BindDriveImage(0, image);
+  // A DOS disc keeps the name it is given, and its extension the format.
+  const bool dos = family.formatType == OtherDOS;
+  const std::string onDisc = dos ? "A:\\SAMPLE.DST" : "SAMPLE";
   Tavlin tavlin;
   const auto progress = std::make_shared<NoProgressBar>();
   const std::string back = (fs::path(dir) / ("sample-" + family.name + "-back.QEP")).string();
@@ -102,18 +106,17 @@ bool DiscRow(const DiscFamily& family, const std::string& dir, const std::string
   std::string step = "format";
   if (result == 0) {
     step = "write";
-    result = tavlin.WriteToDisc(sample, "SAMPLE", family.formatType, progress);
+    result = tavlin.WriteToDisc(sample, onDisc, family.formatType, progress);
   }
   if (result == 0) {
     step = "list";
-    result = ListDisc(tavlin, family);
+    result = ListDisc(tavlin, &family);
   }
   if (result == 0) {
     const std::vector<ListedDesign> designs = ListedDesigns(tavlin);
     listing = designs.empty() ? "-" : designs.front().text;
     step = "read";
-    result = tavlin.ReadFromDisc(0, designs.empty() ? "" : designs.front().name, back,
-                                 family.formatType, progress);
+    result = tavlin.ReadFromDisc(0, onDisc, back, family.formatType, progress);
   }
   if (result == 0) result = static_cast<int16_t>(ReadEssence(back, essence));
   UnbindDrive(0);

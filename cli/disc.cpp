@@ -22,10 +22,11 @@ namespace fs = std::filesystem;
 
 const std::vector<DiscFamily>& Families() {
   static const std::vector<DiscFamily> families = {
-      {"fmc", FMC, ImageFamily::Fmc, true},
-      {"fdr3", FDR3, ImageFamily::Fdr3, true},
-      {"zsk", ZSKDisc, ImageFamily::Zsk, true},
-      {"dos720", OtherDOS, ImageFamily::Dos720, false},
+      {"fmc", FMC, ImageFamily::Fmc, true, true},
+      {"fdr3", FDR3, ImageFamily::Fdr3, true, true},
+      {"zsk", ZSKDisc, ImageFamily::Zsk, true, true},
+      {"dos720", OtherDOS, ImageFamily::Dos720, true, false},
+      {"dos", OtherDOS, ImageFamily::FromSize, false, true},
   };
   return families;
 }
@@ -52,29 +53,27 @@ const ListedDesign* FindEntry(const std::vector<ListedDesign>& designs, const st
   return nullptr;
 }
 
-// Binds drive A: to the image; false, with the error said, when it can't be.
-bool Bind(const std::string& image, const DiscFamily& family, int& exitCode) {
-  try {
-    BindDriveImage(0, image, family.image);
-    return true;
-  } catch (const std::exception& e) {
-    exitCode = Fail(e.what());
-    return false;
-  }
-}
-
 struct DiscArgs {
   std::string image;
-  std::string family = "fmc";
+  std::string family;  // empty: identify the disc
 };
+
+const DiscFamily* FamilyOf(const DiscArgs& args) {
+  return args.family.empty() ? nullptr : FindDiscFamily(args.family);
+}
+
+bool IsDos(const DiscFamily* family) { return family != nullptr && family->formatType == OtherDOS; }
+
+// A design's path on a DOS disc in drive A:.
+std::string OnDrive(const std::string& name) { return "A:\\" + name; }
 
 // Binds the image, lists it, and finds the design ENTRY names in the listing: what
 // read and delete do first. Null, with the failure said, when any step fails.
 std::optional<ListedDesign> FindOnDisc(Tavlin& tavlin, const DiscArgs& args,
                                        const std::string& entry, const std::string& verb,
                                        int& exitCode) {
-  const DiscFamily& family = *FindDiscFamily(args.family);
-  if (!Bind(args.image, family, exitCode)) return std::nullopt;
+  const DiscFamily* family = FamilyOf(args);
+  if (!BindDisc(args.image, family, exitCode)) return std::nullopt;
   const int16_t listed = ListDisc(tavlin, family);
   if (listed != 0) {
     exitCode = Fail("cannot " + verb + " " + entry + " on " + args.image + ": " +
@@ -91,12 +90,15 @@ std::optional<ListedDesign> FindOnDisc(Tavlin& tavlin, const DiscArgs& args,
 }
 
 CLI::App* AddVerb(CLI::App& disc, const std::string& name, const std::string& description,
-                  DiscArgs& args, bool everyFamily) {
+                  DiscArgs& args, bool forDesigns) {
   auto* verb = disc.add_subcommand(name, description);
-  verb->add_option("IMAGE", args.image, "the disc image file")->required();
-  verb->add_option("--family", args.family, "the disc family")
-      ->check(CLI::IsMember(DiscFamilyNames(!everyFamily)))
-      ->capture_default_str();
+  verb->add_option("IMAGE", args.image,
+                   forDesigns ? "the disc image file, or a folder standing for a DOS disc"
+                              : "the disc image file to make")
+      ->required();
+  verb->add_option("--family", args.family,
+                   forDesigns ? "the disc family (default: identify the disc)" : "the disc family")
+      ->check(CLI::IsMember(DiscFamilyNames(forDesigns)));
   return verb;
 }
 
@@ -104,7 +106,8 @@ void AddFormat(CLI::App& disc, int& exitCode) {
   auto args = std::make_shared<DiscArgs>();
   auto force = std::make_shared<bool>(false);
   auto* verb = AddVerb(disc, "format", "Make an image file holding an empty disc of a family",
-                       *args, true);
+                       *args, false);
+  verb->get_option("--family")->required();
   verb->add_flag("--force", *force, "format an image that exists already");
   verb->callback([args, force, &exitCode] {
     const DiscFamily& family = *FindDiscFamily(args->family);
@@ -124,7 +127,7 @@ void AddFormat(CLI::App& disc, int& exitCode) {
         return;
       }
     }
-    if (!Bind(made, family, exitCode)) return;
+    if (!BindDisc(made, &family, exitCode)) return;
     Tavlin tavlin;
     const int16_t result = tavlin.FormatDisc(family.formatType);
     UnbindDrive(0);
@@ -146,15 +149,16 @@ void AddFormat(CLI::App& disc, int& exitCode) {
 void AddList(CLI::App& disc, int& exitCode) {
   auto args = std::make_shared<DiscArgs>();
   auto json = std::make_shared<bool>(false);
-  auto* verb = AddVerb(disc, "list", "List the designs on a disc and the room left", *args, false);
+  auto* verb = AddVerb(disc, "list", "List the designs on a disc and the room left", *args, true);
   verb->add_flag("--json", *json, "print JSON");
   verb->callback([args, json, &exitCode] {
-    const DiscFamily& family = *FindDiscFamily(args->family);
-    if (!Bind(args->image, family, exitCode)) return;
+    const DiscFamily* family = FamilyOf(*args);
+    if (!BindDisc(args->image, family, exitCode)) return;
     Tavlin tavlin;
     const int16_t result = ListDisc(tavlin, family);
     if (result != 0 && result != 2) {
-      exitCode = Fail("cannot list " + args->image + ": " + DiscResultInWords("list", result));
+      exitCode = Fail("cannot list " + args->image + ": " +
+                      DiscResultInWords(family == nullptr ? "identify" : "list", result));
       return;
     }
     const std::vector<ListedDesign> designs = ListedDesigns(tavlin);
@@ -187,13 +191,18 @@ void AddWrite(CLI::App& disc, int& exitCode) {
   auto args = std::make_shared<DiscArgs>();
   auto design = std::make_shared<std::string>();
   auto name = std::make_shared<std::string>();
+  auto as = std::make_shared<std::string>();
   auto* verb = AddVerb(disc, "write", "Write a stitch file of any readable format to a disc",
-                       *args, false);
+                       *args, true);
   verb->add_option("DESIGN", *design, "the stitch file")->required();
   verb->add_option("--name", *name,
                    "the design's name on an FDR3 disc, its first 8 characters (default: the "
                    "source's base name); FMC and ZSK discs name designs by number");
-  verb->callback([args, design, name, &exitCode] {
+  verb->add_option("--as", *as,
+                   "on a DOS disc, the file's name, whose extension gives its format "
+                   "(default: the source's own name)");
+  verb->callback([args, design, name, as, &exitCode] {
+    if (args->family.empty()) args->family = "fmc";
     const DiscFamily& family = *FindDiscFamily(args->family);
     std::error_code ec;
     if (!fs::is_regular_file(*design, ec)) {
@@ -204,12 +213,21 @@ void AddWrite(CLI::App& disc, int& exitCode) {
       exitCode = Fail("cannot write " + *design + ": " + why);
       return;
     }
-    if (!Bind(args->image, family, exitCode)) return;
+    const std::string asName = as->empty() ? fs::path(*design).filename().string() : *as;
+    if (IsDos(&family)) {
+      if (const std::string why = RefusedFormat(asName, false); !why.empty()) {
+        exitCode = Fail("cannot write " + asName + ": " + why);
+        return;
+      }
+    }
+    if (!BindDisc(args->image, &family, exitCode)) return;
     Tavlin tavlin;
-    ListDisc(tavlin, family);
+    ListDisc(tavlin, &family);
     const std::vector<ListedDesign> before = ListedDesigns(tavlin);
     auto progress = MakeProgressBar();
-    const std::string discName = name->empty() ? fs::path(*design).stem().string() : *name;
+    const std::string discName = IsDos(&family)           ? OnDrive(asName)
+                                 : name->empty() ? fs::path(*design).stem().string()
+                                                 : *name;
     const int16_t result = tavlin.WriteToDisc(*design, discName, family.formatType, progress);
     progress.reset();
     if (result != 0) {
@@ -217,7 +235,7 @@ void AddWrite(CLI::App& disc, int& exitCode) {
                       DiscResultInWords("write", result));
       return;
     }
-    ListDisc(tavlin, family);
+    ListDisc(tavlin, &family);
     for (const ListedDesign& d : ListedDesigns(tavlin)) {
       const bool old = std::any_of(before.begin(), before.end(),
                                    [&d](const ListedDesign& b) { return b.name == d.name; });
@@ -232,11 +250,12 @@ void AddRead(CLI::App& disc, int& exitCode) {
   auto out = std::make_shared<std::string>();
   auto* verb = AddVerb(disc, "read",
                        "Read a design off a disc into a stitch file of the format OUT names",
-                       *args, false);
+                       *args, true);
   verb->add_option("ENTRY", *entry, "the design: its name on the disc, or else its line in the listing from 0")
       ->required();
   verb->add_option("OUT", *out, "the stitch file to write")->required();
   verb->callback([args, entry, out, &exitCode] {
+    if (args->family.empty()) args->family = "fmc";
     const DiscFamily& family = *FindDiscFamily(args->family);
     if (const std::string why = RefusedFormat(*out, false); !why.empty()) {
       exitCode = Fail("cannot read into " + *out + ": " + why);
@@ -245,6 +264,21 @@ void AddRead(CLI::App& disc, int& exitCode) {
     Tavlin tavlin;
     const std::optional<ListedDesign> design = FindOnDisc(tavlin, *args, *entry, "read", exitCode);
     if (!design) return;
+    if (IsDos(&family)) {
+      // A DOS disc's file is converted straight to the format OUT names.
+      auto progress = MakeProgressBar();
+      const int16_t result = tavlin.ReadFromDisc(static_cast<int16_t>(design->line),
+                                                 OnDrive(design->name), *out, family.formatType,
+                                                 progress);
+      progress.reset();
+      if (result != 0) {
+        exitCode = Fail("cannot read " + design->name + " from " + args->image + ": " +
+                        DiscResultInWords("read", result));
+        return;
+      }
+      std::cout << "read " << design->name << " into " << *out << "\n";
+      return;
+    }
     // The disc gives QEP; a conversion takes it to the format asked for.
     const fs::path qep = fs::path(*out).parent_path() /
                          ("." + fs::path(*out).filename().string() + ".tavlin.QEP");
@@ -273,19 +307,56 @@ void AddRead(CLI::App& disc, int& exitCode) {
   });
 }
 
+void AddIdentify(CLI::App& disc, int& exitCode) {
+  auto path = std::make_shared<std::string>();
+  auto json = std::make_shared<bool>(false);
+  auto* verb = disc.add_subcommand("identify", "Tell which machine family's disc an image or "
+                                               "folder holds, and list it");
+  verb->add_option("IMAGE", *path, "the disc image file, or a folder standing for a DOS disc")
+      ->required();
+  verb->add_flag("--json", *json, "print JSON");
+  verb->callback([path, json, &exitCode] {
+    if (!BindDisc(*path, nullptr, exitCode)) return;
+    Tavlin tavlin;
+    const int16_t result = tavlin.ReadDisc();
+    const std::vector<ListedDesign> designs = ListedDesigns(tavlin);
+    const std::string words = DiscResultInWords("identify", result);
+    if (*json) {
+      nlohmann::ordered_json out = {{"image", *path},
+                                    {"result", result},
+                                    {"result_text", words},
+                                    {"family", tavlin.Format()},
+                                    {"disc_type", tavlin.DiscType()},
+                                    {"free_stitches", tavlin.FreeStitches()},
+                                    {"designs", nlohmann::json::array()}};
+      for (const ListedDesign& d : designs) {
+        out["designs"].push_back({{"line", d.line}, {"name", d.name}, {"stitches", d.stitches}});
+      }
+      std::cout << out.dump(2) << "\n";
+    } else {
+      std::cout << (tavlin.Format().empty() ? std::string("no family told") : tavlin.Format())
+                << ": " << words << "\n";
+      for (const ListedDesign& d : designs) std::printf("%4d  %s\n", d.line, d.text.c_str());
+      if (result == 0) std::cout << tavlin.FreeStitches() << " stitches free\n";
+    }
+    if (result != 0 && result != 2) exitCode = 1;
+  });
+}
+
 void AddDelete(CLI::App& disc, int& exitCode) {
   auto args = std::make_shared<DiscArgs>();
   auto entry = std::make_shared<std::string>();
-  auto* verb = AddVerb(disc, "delete", "Delete a design from a disc", *args, false);
+  auto* verb = AddVerb(disc, "delete", "Delete a design from a disc", *args, true);
   verb->add_option("ENTRY", *entry, "the design: its name on the disc, or else its line in the listing from 0")
       ->required();
   verb->callback([args, entry, &exitCode] {
+    if (args->family.empty()) args->family = "fmc";
     const DiscFamily& family = *FindDiscFamily(args->family);
     Tavlin tavlin;
     const std::optional<ListedDesign> design = FindOnDisc(tavlin, *args, *entry, "delete", exitCode);
     if (!design) return;
-    const int16_t result =
-        tavlin.DeleteFromDisc(static_cast<int16_t>(design->line), design->name, family.formatType);
+    const int16_t result = tavlin.DeleteFromDisc(static_cast<int16_t>(design->line),
+                                                 OnDrive(design->name), family.formatType);
     if (result != 0) {
       exitCode = Fail("cannot delete " + design->name + ": " + DiscResultInWords("delete", result));
       return;
@@ -303,12 +374,28 @@ const DiscFamily* FindDiscFamily(const std::string& name) {
   return nullptr;
 }
 
-std::vector<std::string> DiscFamilyNames(bool withDesigns) {
+std::vector<std::string> DiscFamilyNames(bool forDesigns) {
   std::vector<std::string> names;
   for (const DiscFamily& f : Families()) {
-    if (!withDesigns || f.designs) names.push_back(f.name);
+    if (forDesigns ? f.designs : f.formats) names.push_back(f.name);
   }
   return names;
+}
+
+bool BindDisc(const std::string& path, const DiscFamily* family, int& exitCode) {
+  try {
+    std::error_code ec;
+    const bool dosOrUnknown = family == nullptr || family->formatType == OtherDOS;
+    if (dosOrUnknown && fs::is_directory(path, ec)) {
+      BindDriveDirectory(0, path);
+    } else {
+      BindDriveImage(0, path, family == nullptr ? ImageFamily::FromSize : family->image);
+    }
+    return true;
+  } catch (const std::exception& e) {
+    exitCode = Fail(e.what());
+    return false;
+  }
 }
 
 std::vector<ListedDesign> ListedDesigns(const Tavlin& tavlin) {
@@ -331,8 +418,9 @@ std::vector<ListedDesign> ListedDesigns(const Tavlin& tavlin) {
   return designs;
 }
 
-int16_t ListDisc(Tavlin& tavlin, const DiscFamily& family) {
-  switch (family.formatType) {
+int16_t ListDisc(Tavlin& tavlin, const DiscFamily* family) {
+  if (family == nullptr) return tavlin.ReadDisc();
+  switch (family->formatType) {
     case FMC: return tavlin.DirectoryFMC();
     case FDR3: return tavlin.DirectoryFDR();
     case ZSKDisc: return tavlin.DirectoryZSK();
@@ -357,6 +445,12 @@ std::string DiscResultInWords(const std::string& operation, int code) {
   } else if (operation == "delete") {
     if (code == 1) words = "the index or directory could not be written";
     if (code == 2) words = "no such design in the listing";
+  } else if (operation == "identify") {
+    if (code == 0) words = "listed";
+    if (code == 1) words = "the listing can't be read";
+    if (code == 2) words = "nothing to list: no design files, or an empty directory";
+    if (code == 3) words = "the disc can't be read at any of the tried geometries";
+    if (code == 4) words = "drive not ready";
   } else if (operation == "format") {
     if (code == 1) words = "a track or sector failed, or the image is not of this family";
   }
@@ -372,6 +466,7 @@ void AddDisc(CLI::App& app, int& exitCode) {
   AddWrite(*disc, exitCode);
   AddRead(*disc, exitCode);
   AddDelete(*disc, exitCode);
+  AddIdentify(*disc, exitCode);
 }
 
 }  // namespace tavlin::cli

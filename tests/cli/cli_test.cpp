@@ -199,3 +199,48 @@ TEST(Command, NamesFdr3DesignsAndFindsZskDesignsByNumber) {
 
 }  // namespace
 }  // namespace tavlin
+
+namespace tavlin {
+namespace {
+
+TEST(Command, IdentifiesDiscsAndKeepsDesignsOnDosDiscsUnderTheirNames) {
+  test::TempDir dir;
+  test::WriteBytes(dir / "a.DST", test::ZigzagDst(100));
+  const std::string fmc = dir / "fmc.img";
+  ASSERT_EQ(Tavlin(dir, "disc format " + fmc + " --family fmc").exitCode, 0);
+  ASSERT_EQ(Tavlin(dir, "disc write " + fmc + " " + (dir / "a.DST")).exitCode, 0);
+  Outcome identified = Tavlin(dir, "disc identify " + fmc);
+  EXPECT_EQ(identified.exitCode, 0) << identified.err;
+  EXPECT_NE(identified.out.find("Barudan FMC: listed"), std::string::npos) << identified.out;
+  // disc list without --family identifies first.
+  EXPECT_NE(Tavlin(dir, "disc list " + fmc).out.find("Barudan FMC: 1 design"), std::string::npos);
+
+  const std::string dos = dir / "dos.img";
+  ASSERT_EQ(Tavlin(dir, "disc format " + dos + " --family dos720").exitCode, 0);
+  Outcome empty = Tavlin(dir, "disc identify --json " + dos);
+  EXPECT_EQ(empty.exitCode, 0);
+  EXPECT_NE(empty.out.find("\"result\": 2"), std::string::npos) << empty.out;
+  Outcome write = Tavlin(dir, "disc write " + dos + " " + (dir / "a.DST") + " --family dos --as ROSE.DSB");
+  ASSERT_EQ(write.exitCode, 0) << write.err;
+  EXPECT_NE(write.out.find("as ROSE.DSB"), std::string::npos) << write.out;
+  Outcome list = Tavlin(dir, "disc identify " + dos);
+  EXPECT_NE(list.out.find("Tajima Disc: listed"), std::string::npos) << list.out;
+  EXPECT_NE(list.out.find("ROSE.DSB"), std::string::npos) << list.out;
+  ASSERT_EQ(Tavlin(dir, "disc read " + dos + " ROSE.DSB " + (dir / "rose.QEP") + " --family dos").exitCode, 0);
+  EXPECT_EQ(test::NeedlesOf(dir / "rose.QEP"), test::NeedlesOf(dir / "a.DST"));
+  ASSERT_EQ(Tavlin(dir, "disc delete " + dos + " ROSE.DSB --family dos").exitCode, 0);
+  EXPECT_EQ(Tavlin(dir, "disc list " + dos).out, "no designs on the disc\n");
+
+  // A folder stands for a DOS disc.
+  test::TempDir folder;
+  test::WriteBytes(folder / "X.JEF", std::string(300, 'j'));
+  Outcome janome = Tavlin(dir, "disc identify " + folder.path().string());
+  EXPECT_NE(janome.out.find("Janome: listed"), std::string::npos) << janome.out;
+  // A file of no disc's size is no disc at all.
+  Outcome none = Tavlin(dir, "disc identify " + (dir / "a.DST"));
+  EXPECT_NE(none.exitCode, 0);
+  EXPECT_EQ(Lines(none.err), 1u);
+}
+
+}  // namespace
+}  // namespace tavlin
