@@ -429,33 +429,35 @@ int16_t ListDisc(Tavlin& tavlin, const DiscFamily* family) {
 }
 
 std::string DiscResultInWords(const std::string& operation, int code) {
-  std::string words;
-  if (operation == "list") {
-    if (code == 1) words = "the listing can't be read, or the disc is not of this family";
-    if (code == 2) words = "nothing to list: the disc holds no designs";
-    if (code == 3) words = "the index can't be read, or the disc is not of this family";
-  } else if (operation == "write") {
-    if (code == 1) words = "a sector could not be read or written, or the disc is not of this family";
-    if (code == 2) words = "no source name, or the source's extension names no format";
-    if (code == 4) words = "no design number left: the disc holds 99 designs";
-    if (code == 5) words = "not enough free room on the disc for the design";
-  } else if (operation == "read") {
-    if (code == 1) words = "a sector could not be read, or the disc is not of this family";
-    if (code == 2) words = "no such design on the disc";
-  } else if (operation == "delete") {
-    if (code == 1) words = "the index or directory could not be written";
-    if (code == 2) words = "no such design in the listing";
-  } else if (operation == "identify") {
-    if (code == 0) words = "listed";
-    if (code == 1) words = "the listing can't be read";
-    if (code == 2) words = "nothing to list: no design files, or an empty directory";
-    if (code == 3) words = "the disc can't be read at any of the tried geometries";
-    if (code == 4) words = "drive not ready";
-  } else if (operation == "format") {
-    if (code == 1) words = "a track or sector failed, or the image is not of this family";
+  struct Words {
+    const char* operation;
+    int code;
+    const char* text;
+  };
+  static constexpr Words kWords[] = {
+      {"list", 1, "the listing can't be read, or the disc is not of this family"},
+      {"list", 2, "nothing to list: the disc holds no designs"},
+      {"list", 3, "the index can't be read, or the disc is not of this family"},
+      {"write", 1, "a sector could not be read or written, or the disc is not of this family"},
+      {"write", 2, "no source name, or the source's extension names no format"},
+      {"write", 4, "no design number left: the disc holds 99 designs"},
+      {"write", 5, "not enough free room on the disc for the design"},
+      {"read", 1, "a sector could not be read, or the disc is not of this family"},
+      {"read", 2, "no such design on the disc"},
+      {"delete", 1, "the index or directory could not be written"},
+      {"delete", 2, "no such design in the listing"},
+      {"identify", 0, "listed"},
+      {"identify", 1, "the listing can't be read"},
+      {"identify", 2, "nothing to list: no design files, or an empty directory"},
+      {"identify", 3, "the disc can't be read at any of the tried geometries"},
+      {"identify", 4, "drive not ready"},
+      {"format", 1, "a track or sector failed, or the image is not of this family"},
+  };
+  std::string words = code == 3 ? "this family is not handled here" : ResultText(code);
+  for (const Words& w : kWords) {
+    if (operation == w.operation && code == w.code) words = w.text;
   }
-  if (code == 3 && words.empty()) words = "this family is not handled here";
-  return (words.empty() ? ResultText(code) : words) + " (code " + std::to_string(code) + ")";
+  return words + " (code " + std::to_string(code) + ")";
 }
 
 void AddDisc(CLI::App& app, int& exitCode) {

@@ -181,6 +181,9 @@ TEST(Command, NamesFdr3DesignsAndFindsZskDesignsByNumber) {
   Outcome plain = Tavlin(dir, "disc write " + fdr3 + " " + (dir / "a.DST") + " --family fdr3");
   EXPECT_NE(plain.out.find("as a.U02"), std::string::npos) << plain.out;
   EXPECT_EQ(Tavlin(dir, "disc read " + fdr3 + " ROSE " + (dir / "rose.DST") + " --family fdr3").exitCode, 0);
+  Outcome identified = Tavlin(dir, "disc identify " + fdr3);
+  EXPECT_NE(identified.out.find("Barudan FDR: listed"), std::string::npos) << identified.out;
+  EXPECT_NE(identified.out.find("ROSE    .U01"), std::string::npos) << identified.out;
   EXPECT_EQ(test::NeedlesOf(dir / "rose.DST"), test::NeedlesOf(dir / "a.DST"));
 
   const std::string zsk = dir / "zsk.img";
