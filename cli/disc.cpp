@@ -320,7 +320,10 @@ void AddIdentify(CLI::App& disc, int& exitCode) {
     Tavlin tavlin;
     const int16_t result = tavlin.ReadDisc();
     const std::vector<ListedDesign> designs = ListedDesigns(tavlin);
-    const std::string words = DiscResultInWords("identify", result);
+    // A run-time failure on the way ends identification with 0 and nothing listed.
+    const bool told = result != 0 || !tavlin.Format().empty();
+    const std::string words =
+        told ? DiscResultInWords("identify", result) : "the disc could not be read as any family";
     if (*json) {
       nlohmann::ordered_json out = {{"image", *path},
                                     {"result", result},
@@ -337,9 +340,9 @@ void AddIdentify(CLI::App& disc, int& exitCode) {
       std::cout << (tavlin.Format().empty() ? std::string("no family told") : tavlin.Format())
                 << ": " << words << "\n";
       for (const ListedDesign& d : designs) std::printf("%4d  %s\n", d.line, d.text.c_str());
-      if (result == 0) std::cout << tavlin.FreeStitches() << " stitches free\n";
+      if (result == 0 && told) std::cout << tavlin.FreeStitches() << " stitches free\n";
     }
-    if (result != 0 && result != 2) exitCode = 1;
+    if ((result != 0 && result != 2) || !told) exitCode = 1;
   });
 }
 
