@@ -21,24 +21,19 @@ namespace {
 // when a track side can't be read or the blocks end before the data does.
 bool GatherDesign(SharedRecord& shared, const std::string& blocks, int64_t total, bool dstKind,
                   const std::string& destName, BufferedFile& out) {
-  out.Write(std::string(512, ' '));
   std::string kept;
   int64_t count = 0;
-  int track = -1, head = -1;
+  TrackSideReader sides(shared);
   bool header = true;
   for (size_t at = 0; at + 2 <= blocks.size(); at += 2) {
     const int block = Bytes2ToInt(blocks.substr(at, 2));
     if (block == 0) break;
     const int low = block & 0xFF;
-    if (Fdr3BlockTrack(low) != track || Fdr3BlockHead(low) != head) {
-      track = Fdr3BlockTrack(low);
-      head = Fdr3BlockHead(low);
-      if (!ReadTrackSide(shared, track, head)) return false;
-    }
     for (int piece = 0; piece < 8; ++piece) {
       const uint8_t sector = kFdr3SectorOrder[static_cast<size_t>(Fdr3BlockFirstPiece(low) + piece)];
-      std::string bytes = shared.TrackBuffer[sector];
-      bytes.resize(256, '\0');
+      const std::string* read = sides.Get(Fdr3BlockTrack(low), Fdr3BlockHead(low), sector);
+      if (read == nullptr) return false;
+      std::string bytes = *read;
       if (header) {
         kept = bytes.substr(128, 8);
         header = false;

@@ -124,7 +124,7 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
   std::vector<Entry> entries{NewEntry(0, name, number)};
   int32_t fullBytes = 0;
   bool ended = false, firstPiece = true;
-  int track = -1, head = -1;
+  TrackSideWriter sides(shared);
   for (int block = kFdr3FirstDataBlock; block <= kFdr3LastBlock && !ended; ++block) {
     if (shared.BlockUsed[static_cast<size_t>(block)]) continue;
     Entry& entry = entries.back();
@@ -136,17 +136,15 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
       entries.push_back(NewEntry(static_cast<int>(entries.size()), name, number));
     }
     for (int piece = 0; piece < 8 && !ended; ++piece) {
-      if (Fdr3BlockTrack(block) != track || Fdr3BlockHead(block) != head) {
-        if (track >= 0 && !WriteTrackSide(shared, track, head)) return 1;
-        track = Fdr3BlockTrack(block);
-        head = Fdr3BlockHead(block);
-      }
       const uint8_t sector = kFdr3SectorOrder[static_cast<size_t>(Fdr3BlockFirstPiece(block) + piece)];
-      shared.TrackBuffer[sector] = firstPiece ? first : NextPiece(file, ended);
+      if (!sides.Put(Fdr3BlockTrack(block), Fdr3BlockHead(block), sector,
+                     firstPiece ? first : NextPiece(file, ended))) {
+        return 1;
+      }
       firstPiece = false;
     }
   }
-  if (!WriteTrackSide(shared, track, head)) return 1;
+  if (!sides.Finish()) return 1;
   CompleteEntry(entries.back(), static_cast<int32_t>(length - 512 - fullBytes + 256));
   file.Close();
 

@@ -42,20 +42,15 @@ std::string RebuiltHeader(const std::string& firstSector, const std::string& des
 // when a track side can't be read or the block list ends before the stitch count.
 bool GatherDesign(SharedRecord& shared, const std::string& blocks, const std::string& destName,
                   BufferedFile& out) {
-  out.Write(std::string(512, ' '));
   int64_t total = -1, written = 0;
-  int track = -1, head = -1;
+  TrackSideReader sides(shared);
   for (char blockByte : blocks) {
     const int block = static_cast<uint8_t>(blockByte);
     if (block == 0) break;  // the fill behind a list names no block
-    if (FmcBlockTrack(block) != track || FmcBlockHead(block) != head) {
-      track = FmcBlockTrack(block);
-      head = FmcBlockHead(block);
-      if (!ReadTrackSide(shared, track, head)) return false;
-    }
     for (uint8_t sector : kFmcSectorOrder) {
-      std::string piece = shared.TrackBuffer[sector];
-      piece.resize(256, '\0');
+      const std::string* read = sides.Get(FmcBlockTrack(block), FmcBlockHead(block), sector);
+      if (read == nullptr) return false;
+      std::string piece = *read;
       if (total < 0) {
         total = StitchBytes(piece);
         out.Seek(0);

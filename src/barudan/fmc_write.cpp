@@ -145,7 +145,7 @@ int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile) {
   std::vector<Entry> entries{NewEntry(number)};
   double fullBytes = 0;
   bool ended = false, firstPiece = true;
-  int track = -1, head = -1;
+  TrackSideWriter sides(shared);
   for (int block = kFmcFirstDataBlock; block <= kFmcLastDataBlock && !ended; ++block) {
     if (shared.BlockUsed[static_cast<size_t>(block)]) continue;
     Entry& entry = entries.back();
@@ -157,16 +157,14 @@ int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile) {
       entries.push_back(NewEntry(number));
     }
     for (size_t piece = 0; piece < kFmcSectorOrder.size() && !ended; ++piece) {
-      if (FmcBlockTrack(block) != track || FmcBlockHead(block) != head) {
-        if (track >= 0 && !WriteTrackSide(shared, track, head)) return 1;
-        track = FmcBlockTrack(block);
-        head = FmcBlockHead(block);
+      if (!sides.Put(FmcBlockTrack(block), FmcBlockHead(block), kFmcSectorOrder[piece],
+                     firstPiece ? firstSector : NextPiece(file, ended))) {
+        return 1;
       }
-      shared.TrackBuffer[kFmcSectorOrder[piece]] = firstPiece ? firstSector : NextPiece(file, ended);
       firstPiece = false;
     }
   }
-  if (!WriteTrackSide(shared, track, head)) return 1;
+  if (!sides.Finish()) return 1;
   CompleteEntry(entries.back(), static_cast<double>(length - 512) - fullBytes);
   file.Close();
 

@@ -31,6 +31,7 @@ int16_t DeliverFromDisc(SharedRecord& shared, int16_t sourceType, const std::str
     BufferedFile out(OpenFile(shared.platform, working.Path()));
     SetVector25632(shared.platform);
     SetDiscDSDD32(shared.platform);
+    out.Write(std::string(512, ' '));
     gathered = gather(out);
   }
   if (!gathered) return 1;

@@ -20,8 +20,9 @@ int LowestFreeNumber(const std::function<bool(int)>& taken);
 int16_t ConvertForDisc(SharedRecord& shared, const std::string& sourceFile, int16_t destType,
                        const std::string& workingPath);
 
-// Lets `gather` fill a working file with a design off the disc (a 512-byte header and
-// the stitch data of `sourceType`), then converts it to the host's file as QEP. Gives
+// Lets `gather` fill a working file with a design off the disc: it finds 512 blanks
+// written, the place of the header, and adds the stitch data of `sourceType`, writing
+// the header over the blanks where it has one. Then it converts it to the host's file as QEP. Gives
 // 1, and makes no file, when the gathering fails; otherwise 0.
 int16_t DeliverFromDisc(SharedRecord& shared, int16_t sourceType, const std::string& destName,
                         const std::function<bool(BufferedFile&)>& gather);

@@ -74,6 +74,29 @@ bool WriteTrackSide(SharedRecord& shared, int track, int head) {
   return written;
 }
 
+bool TrackSideWriter::Put(int track, int head, int sector, std::string piece) {
+  if ((track != track_ || head != head_) && track_ >= 0 && !WriteTrackSide(shared_, track_, head_)) {
+    return false;
+  }
+  track_ = track;
+  head_ = head;
+  shared_.TrackBuffer[static_cast<size_t>(sector)] = std::move(piece);
+  return true;
+}
+
+bool TrackSideWriter::Finish() { return track_ < 0 || WriteTrackSide(shared_, track_, head_); }
+
+const std::string* TrackSideReader::Get(int track, int head, int sector) {
+  if (track != track_ || head != head_) {
+    track_ = track;
+    head_ = head;
+    if (!ReadTrackSide(shared_, track, head)) return nullptr;
+  }
+  std::string& piece = shared_.TrackBuffer[static_cast<size_t>(sector)];
+  piece.resize(256, '\0');
+  return &piece;
+}
+
 SidePass ReadSideImage(SharedRecord& shared, int track, int head, const SectorOrder& order,
                        std::string& image,
                        const std::function<bool(const std::string& first)>& accept) {

@@ -40,6 +40,32 @@ std::string SectorBytes(const SharedRecord& shared);
 bool ReadTrackSide(SharedRecord& shared, int track, int head);
 bool WriteTrackSide(SharedRecord& shared, int track, int head);
 
+// Sectors gathered a track side at a time: putting a sector of another side first sends
+// the side gathered so far; Finish sends the last. False once a side has failed.
+class TrackSideWriter {
+ public:
+  explicit TrackSideWriter(SharedRecord& shared) : shared_(shared) {}
+  bool Put(int track, int head, int sector, std::string piece);
+  bool Finish();
+
+ private:
+  SharedRecord& shared_;
+  int track_ = -1, head_ = -1;
+};
+
+// Sectors taken a track side at a time: the side is read when a sector of another side
+// is asked for. Null once a side can't be read.
+class TrackSideReader {
+ public:
+  explicit TrackSideReader(SharedRecord& shared) : shared_(shared) {}
+  // The sector's 256 bytes.
+  const std::string* Get(int track, int head, int sector);
+
+ private:
+  SharedRecord& shared_;
+  int track_ = -1, head_ = -1;
+};
+
 using SectorOrder = std::array<uint8_t, 16>;
 
 // A directory held as a whole track side: the 16 sectors in the family's order make

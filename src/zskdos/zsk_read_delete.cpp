@@ -40,21 +40,16 @@ size_t EndOfStream(const std::string& chunk, bool& beforeMark) {
 // Gathers the design's stream behind 512 blanks; false when a track side can't be
 // read or the chain ends, loops or leaves the disc before an end mark.
 bool GatherStream(SharedRecord& shared, int block, BufferedFile& out) {
-  out.Write(std::string(512, ' '));
   std::vector<bool> visited(kZskLastBlock + 1, false);
-  int track = -1, head = -1;
+  TrackSideReader sides(shared);
   bool first = true;
   while (IsDataBlock(block) && !visited[static_cast<size_t>(block)]) {
     visited[static_cast<size_t>(block)] = true;
     for (int n = 0; n < 4; ++n) {
       const ZskSector s = ZskBlockSector(block, n);
-      if (s.track != track || s.head != head) {
-        track = s.track;
-        head = s.head;
-        if (!ReadTrackSide(shared, track, head)) return false;
-      }
-      std::string chunk = shared.TrackBuffer[static_cast<size_t>(s.sector)];
-      chunk.resize(256, '\0');
+      const std::string* read = sides.Get(s.track, s.head, s.sector);
+      if (read == nullptr) return false;
+      std::string chunk = *read;
       if (first) chunk.erase(0, 2);
       first = false;
       bool beforeMark = false;

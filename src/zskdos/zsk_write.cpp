@@ -86,7 +86,7 @@ int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile) {
   std::vector<bool> visited(kZskLastBlock + 1, false);
   SetVector25632(shared.platform);
   SetDiscDSDD32(shared.platform);
-  int track = -1, head = -1;
+  TrackSideWriter sides(shared);
   bool ended = false, first = true;
   for (;;) {
     // A free chain that leaves the disc or runs in a circle is no place to write.
@@ -96,18 +96,13 @@ int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile) {
       const std::string chunk = NextChunk(file, first, ended);
       first = false;
       const ZskSector s = ZskBlockSector(block, n);
-      if ((s.track != track || s.head != head) && track >= 0) {
-        if (!WriteTrackSide(shared, track, head)) return 1;
-      }
-      track = s.track;
-      head = s.head;
-      shared.TrackBuffer[static_cast<size_t>(s.sector)] = chunk;
+      if (!sides.Put(s.track, s.head, s.sector, chunk)) return 1;
     }
     if (ended) break;
     block = ZskLink(table, block);
     ++used;
   }
-  if (!WriteTrackSide(shared, track, head)) return 1;
+  if (!sides.Finish()) return 1;
   file.Close();
 
   // The chain is cut off the free list, and the design's record goes last.
