@@ -4,6 +4,7 @@
 
 #include "barudan/fdr3_disc.h"
 #include "conversion/numbers.h"
+#include "services/disc_transfer.h"
 
 namespace tavlin {
 
@@ -76,12 +77,7 @@ int Fdr3CollectFiles(SharedRecord& shared, const std::string& wanted, int& found
 }
 
 int16_t Fdr3ListDirectory(SharedRecord& shared) {
-  shared.CurrentDiscType = 1;
-  shared.DiscFilesText.clear();
-  shared.DiscFormatText.clear();
-  shared.FreeStitchesText = "0";
-  shared.SectorBuffer.fill(0);
-  shared.SectorBufferLen = static_cast<int16_t>(kSectorBufferBytes);
+  StartListing(shared, 1);
   shared.BlockUsed.fill(false);
   for (std::string& detail : shared.ListDetails) detail.clear();
 
@@ -110,9 +106,8 @@ int16_t Fdr3ListDirectory(SharedRecord& shared) {
   shared.DiscFormatText = "Barudan FDR";
   shared.FreeStitchesText = ThousandsText(bytes / 3);
   for (int slot = 1; slot <= files; ++slot) {
-    char count[16];
-    std::snprintf(count, sizeof count, " %8d", (totals[static_cast<size_t>(slot)] - 256) / 3);
-    shared.DiscFilesText += shared.ListNames[static_cast<size_t>(slot)] + count + '\0';
+    shared.DiscFilesText += ListingLine(shared.ListNames[static_cast<size_t>(slot)],
+                                        (totals[static_cast<size_t>(slot)] - 256) / 3);
   }
   return 0;
 }

@@ -4,6 +4,7 @@
 
 #include "barudan/fmc_disc.h"
 #include "conversion/numbers.h"
+#include "services/disc_transfer.h"
 #include "services/sector_service.h"
 #include "services/track_side.h"
 
@@ -18,11 +19,6 @@ constexpr uint8_t kIndexSectors[5] = {1, 4, 7, 10, 13};
 constexpr std::string_view kSignature = "FILE    DIR";
 
 uint8_t At(const std::string& bytes, size_t offset) { return static_cast<uint8_t>(bytes[offset]); }
-
-void StartPass(SharedRecord& shared) {
-  shared.SectorBuffer.fill(0);
-  shared.SectorBufferLen = static_cast<int16_t>(kSectorBufferBytes);
-}
 
 }  // namespace
 
@@ -115,11 +111,7 @@ int32_t FmcFreeBytes(const SharedRecord& shared, bool listing) {
 }
 
 int16_t FmcListDirectory(SharedRecord& shared) {
-  shared.CurrentDiscType = 2;
-  shared.DiscFilesText.clear();
-  shared.DiscFormatText.clear();
-  shared.FreeStitchesText = "0";
-  StartPass(shared);
+  StartListing(shared, 2);
   shared.BlockUsed.fill(false);
 
   shared.FmcIndexImage = FmcReadIndex(shared);
@@ -155,10 +147,8 @@ int16_t FmcListDirectory(SharedRecord& shared) {
   shared.DiscFormatText = "Barudan FMC";
   for (int slot = 1; slot <= files; ++slot) {
     const std::string& detail = shared.ListDetails[static_cast<size_t>(slot)];
-    const long count = std::strtol(detail.c_str(), nullptr, 10);
-    char line[32];
-    std::snprintf(line, sizeof line, " %8ld", count);
-    shared.DiscFilesText += shared.ListNames[static_cast<size_t>(slot)] + line + '\0';
+    shared.DiscFilesText += ListingLine(shared.ListNames[static_cast<size_t>(slot)],
+                                        std::strtol(detail.c_str(), nullptr, 10));
   }
   return 0;
 }

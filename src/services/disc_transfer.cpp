@@ -1,5 +1,7 @@
 #include "services/disc_transfer.h"
 
+#include <cstdio>
+
 #include "conversion/convert.h"
 #include "conversion/format_table.h"
 #include "platform/files.h"
@@ -7,6 +9,21 @@
 #include "services/sector_service.h"
 
 namespace tavlin {
+
+void StartListing(SharedRecord& shared, int16_t discType) {
+  shared.CurrentDiscType = discType;
+  shared.DiscFilesText.clear();
+  shared.DiscFormatText.clear();
+  shared.FreeStitchesText = "0";
+  shared.SectorBuffer.fill(0);
+  shared.SectorBufferLen = static_cast<int16_t>(kSectorBufferBytes);
+}
+
+std::string ListingLine(const std::string& name, int64_t number) {
+  char count[24];
+  std::snprintf(count, sizeof count, " %8lld", static_cast<long long>(number));
+  return name + count + '\0';
+}
 
 int LowestFreeNumber(const std::function<bool(int)>& taken) {
   for (int number = 1; number <= 99; ++number) {

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "conversion/numbers.h"
+#include "services/disc_transfer.h"
 #include "services/track_side.h"
 #include "zskdos/zsk_disc.h"
 
@@ -119,11 +120,7 @@ int ZskLink(const std::string& table, int block) {
 }
 
 int16_t ZskListDirectory(SharedRecord& shared) {
-  shared.CurrentDiscType = 3;
-  shared.DiscFilesText.clear();
-  shared.DiscFormatText.clear();
-  shared.FreeStitchesText = "0";
-  shared.SectorBuffer.fill(0);
+  StartListing(shared, 3);
   for (size_t slot = 1; slot <= 36; ++slot) shared.ListDetails[slot].clear();
 
   shared.ZskTable = ZskReadDirectoryTrack(shared);
@@ -152,14 +149,10 @@ int16_t ZskListDirectory(SharedRecord& shared) {
   shared.DiscFormatText = "ZSK (Zangs)";
   shared.FreeStitchesText = ThousandsText(shared.DiscByteCount / 3);
   for (size_t slot = 1; slot <= records.size(); ++slot) {
-    std::string line = shared.ListNames[slot];
-    // A block counts as 333 stitches in the listing.
-    if (shared.ListBlockCounts[slot] >= 0) {
-      char count[16];
-      std::snprintf(count, sizeof count, " %8d", shared.ListBlockCounts[slot] * 333);
-      line += count;
-    }
-    shared.DiscFilesText += line + '\0';
+    // A block counts as 333 stitches in the listing; a negative size shows no count.
+    const int16_t blocks = shared.ListBlockCounts[slot];
+    shared.DiscFilesText += blocks >= 0 ? ListingLine(shared.ListNames[slot], blocks * 333)
+                                        : shared.ListNames[slot] + '\0';
   }
   return 0;
 }
