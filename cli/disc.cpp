@@ -62,6 +62,19 @@ const DiscFamily* FamilyOf(const DiscArgs& args) {
   return args.family.empty() ? nullptr : FindDiscFamily(args.family);
 }
 
+// The listing the last disc call left, as JSON.
+nlohmann::ordered_json ListingJson(const Tavlin& tavlin, const std::string& image) {
+  nlohmann::ordered_json out = {{"image", image},
+                                {"family", tavlin.Format()},
+                                {"disc_type", tavlin.DiscType()},
+                                {"free_stitches", tavlin.FreeStitches()},
+                                {"designs", nlohmann::json::array()}};
+  for (const ListedDesign& d : ListedDesigns(tavlin)) {
+    out["designs"].push_back({{"line", d.line}, {"name", d.name}, {"stitches", d.stitches}});
+  }
+  return out;
+}
+
 bool IsDos(const DiscFamily* family) { return family != nullptr && family->formatType == OtherDOS; }
 
 // A design's path on a DOS disc in drive A:.
@@ -163,15 +176,7 @@ void AddList(CLI::App& disc, int& exitCode) {
     }
     const std::vector<ListedDesign> designs = ListedDesigns(tavlin);
     if (*json) {
-      nlohmann::ordered_json out = {{"image", args->image},
-                                    {"family", tavlin.Format()},
-                                    {"disc_type", tavlin.DiscType()},
-                                    {"free_stitches", tavlin.FreeStitches()},
-                                    {"designs", nlohmann::json::array()}};
-      for (const ListedDesign& d : designs) {
-        out["designs"].push_back({{"line", d.line}, {"name", d.name}, {"stitches", d.stitches}});
-      }
-      std::cout << out.dump(2) << "\n";
+      std::cout << ListingJson(tavlin, args->image).dump(2) << "\n";
       return;
     }
     if (designs.empty()) {
@@ -325,16 +330,9 @@ void AddIdentify(CLI::App& disc, int& exitCode) {
     const std::string words =
         told ? DiscResultInWords("identify", result) : "the disc could not be read as any family";
     if (*json) {
-      nlohmann::ordered_json out = {{"image", *path},
-                                    {"result", result},
-                                    {"result_text", words},
-                                    {"family", tavlin.Format()},
-                                    {"disc_type", tavlin.DiscType()},
-                                    {"free_stitches", tavlin.FreeStitches()},
-                                    {"designs", nlohmann::json::array()}};
-      for (const ListedDesign& d : designs) {
-        out["designs"].push_back({{"line", d.line}, {"name", d.name}, {"stitches", d.stitches}});
-      }
+      nlohmann::ordered_json out = ListingJson(tavlin, *path);
+      out["result"] = result;
+      out["result_text"] = words;
       std::cout << out.dump(2) << "\n";
     } else {
       std::cout << (tavlin.Format().empty() ? std::string("no family told") : tavlin.Format())
