@@ -2,10 +2,13 @@
 // driven through the public class as a host would.
 #pragma once
 
+#include <algorithm>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "public/shared_record.h"
 #include "tavlin/tavlin.h"
 #include "test_support.h"
 
@@ -16,6 +19,18 @@ inline size_t SectorOffset(int track, int head, int sector, size_t sectors = 16,
   return ((static_cast<size_t>(track) * 2 + static_cast<size_t>(head)) * sectors +
           static_cast<size_t>(sector) - 1) * size;
 }
+
+// Whether the designs that stood on a disc still read back byte for byte, in their
+// order (a directory written in part may already show a new design behind them).
+inline bool StillStand(const std::vector<std::string>& before, const std::vector<std::string>& now) {
+  return now.size() >= before.size() && std::equal(before.begin(), before.end(), now.begin());
+}
+
+// A sector write that fails, for the tests of what a failure leaves on the disc.
+struct WriteFault {
+  const char* what;  // "data", "index", "table" or "directory"
+  int track, head, sector;
+};
 
 class DiscImage {
  public:
@@ -68,6 +83,44 @@ class DiscImage {
     return designs;
   }
 
+  // Whether the design at a line reads back with the stitches of this DST.
+  ::testing::AssertionResult ReadsBackAs(int16_t line, const std::string& dst) {
+    WriteBytes(dir / "expected.DST", dst);
+    if (Read(line).empty()) return ::testing::AssertionFailure() << "line " << line << " can't be read";
+    if (NeedlesOf(LastRead()) != NeedlesOf(dir / "expected.DST")) {
+      return ::testing::AssertionFailure() << "line " << line << " reads back other stitches";
+    }
+    return ::testing::AssertionSuccess();
+  }
+
+  // Fails the writes that `fails` names until the next call; null fails none.
+  void FailWrites(std::function<bool(int track, int head, int sector)> fails) {
+    PlatformState& platform = ThreadSharedRecord().platform;
+    if (!fails) {
+      platform.fault = nullptr;
+      return;
+    }
+    platform.fault = [fails](SectorOp op, int track, int head, int sector) {
+      return op == SectorOp::Write && fails(track, head, sector);
+    };
+  }
+
+  // A write with the fault's sector failing answers 1, and the designs that stood
+  // still read back; before the directory, nothing of the new design shows.
+  void ExpectSafeFailure(const WriteFault& fault, const std::string& dst,
+                         const std::vector<std::string>& before) {
+    FailWrites([fault](int track, int head, int sector) {
+      return track == fault.track && head == fault.head && sector == fault.sector;
+    });
+    EXPECT_EQ(Write(dst), 1) << fault.what;
+    FailWrites(nullptr);
+    const std::vector<std::string> now = Designs();
+    EXPECT_TRUE(StillStand(before, now)) << fault.what;
+    if (std::string(fault.what) != "directory") {
+      EXPECT_EQ(now.size(), before.size()) << fault.what;
+    }
+  }
+
   std::string Bytes() const { return ReadBytes(image); }
   void Patch(size_t offset, const std::string& bytes) {
     std::string all = Bytes();
@@ -88,10 +141,5 @@ class DiscImage {
   int reads = 0;
 };
 
-// Whether the designs that stood on a disc still read back byte for byte, in their
-// order (a directory written in part may already show a new design behind them).
-inline bool StillStand(const std::vector<std::string>& before, const std::vector<std::string>& now) {
-  return now.size() >= before.size() && std::equal(before.begin(), before.end(), now.begin());
-}
 
 }  // namespace tavlin::test

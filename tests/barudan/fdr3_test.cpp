@@ -71,9 +71,7 @@ TEST(Fdr3Disc, ADesignOfOneBlockListsAndReadsBack) {
     EXPECT_EQ(last.substr(915 - 3 * 256 - 3, 3), Bytes({0xF8, 0, 0}));
     EXPECT_EQ(last.substr(915 - 3 * 256), std::string(256 - (915 - 3 * 256), '\xE5'));
 
-    ASSERT_FALSE(disc.Read(0).empty());
-    test::WriteBytes(disc.dir / "source.DST", source);
-    EXPECT_EQ(test::NeedlesOf(disc.LastRead()), test::NeedlesOf(disc.dir / "source.DST"));
+    EXPECT_TRUE(disc.ReadsBackAs(0, source));
   });
 }
 
@@ -104,9 +102,7 @@ TEST(Fdr3Disc, EightBlocksMakeAFurtherEntryOfNegativeCount) {
     EXPECT_EQ(further.substr(28, 3), Bytes({0xFD, 0xFF, 0xFF}));
     ASSERT_EQ(disc.List(), 0);
     EXPECT_EQ(disc.Lines(), std::vector<std::string>{"EIGHT   .U01     5375"});
-    test::WriteBytes(disc.dir / "source.DST", test::ZigzagDst(5373));
-    ASSERT_FALSE(disc.Read(0).empty());
-    EXPECT_EQ(test::NeedlesOf(disc.LastRead()), test::NeedlesOf(disc.dir / "source.DST"));
+    EXPECT_TRUE(disc.ReadsBackAs(0, test::ZigzagDst(5373)));
   });
 }
 
@@ -124,9 +120,7 @@ TEST(Fdr3Disc, LongFilesTakeEntriesInPlaceOrderAndNamesAreShared) {
     ASSERT_EQ(disc.List(), 0);
     EXPECT_EQ(disc.Lines(), (std::vector<std::string>{"LONG    .U01    12002",
                                                       "LONG    .U02      102"}));
-    test::WriteBytes(disc.dir / "long.DST", test::ZigzagDst(12000));
-    ASSERT_FALSE(disc.Read(0).empty());
-    EXPECT_EQ(test::NeedlesOf(disc.LastRead()), test::NeedlesOf(disc.dir / "long.DST"));
+    EXPECT_TRUE(disc.ReadsBackAs(0, test::ZigzagDst(12000)));
   });
 }
 
@@ -188,26 +182,16 @@ TEST(Fdr3Disc, AFailedSectorLosesNothingThatStood) {
     ASSERT_EQ(disc.Write(test::ZigzagDst(900), "b.DST", "TWO"), 0);
     const std::vector<std::string> before = disc.Designs();
     ASSERT_EQ(before.size(), 2u);
-    PlatformState& platform = ThreadSharedRecord().platform;
     // The designs take block 2, then 3 and 4: the next begins at block 5, the second
     // half of track 0 head 0, whose second piece lies in sector 14.
-    struct Fault {
-      const char* what;
-      int track, head, sector;
-    };
-    for (const Fault& fault : {Fault{"data", 0, 0, 14}, Fault{"directory", 40, 0, 16}}) {
-      platform.fault = [fault](SectorOp op, int track, int head, int sector) {
-        return op == SectorOp::Write && track == fault.track && head == fault.head &&
-               sector == fault.sector;
-      };
-      EXPECT_EQ(disc.Write(test::ZigzagDst(500)), 1) << fault.what;
-      platform.fault = nullptr;
-      EXPECT_TRUE(test::StillStand(before, disc.Designs())) << fault.what;
+    for (const test::WriteFault& fault :
+         {test::WriteFault{"data", 0, 0, 14}, test::WriteFault{"directory", 40, 0, 16}}) {
+      disc.ExpectSafeFailure(fault, test::ZigzagDst(500), before);
     }
     ASSERT_EQ(disc.List(), 0);
-    platform.fault = [](SectorOp op, int track, int, int) { return op == SectorOp::Write && track == 40; };
+    disc.FailWrites([](int track, int, int) { return track == 40; });
     EXPECT_EQ(disc.Delete(0), 1);
-    platform.fault = nullptr;
+    disc.FailWrites(nullptr);
     EXPECT_TRUE(test::StillStand(before, disc.Designs()));
   });
 }

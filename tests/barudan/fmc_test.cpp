@@ -63,10 +63,9 @@ TEST(FmcDisc, AFreshDiscListsNothingThenOneDesign) {
     EXPECT_EQ(first.substr(126 + 69, 3), Bytes({0xF8, 0, 0}));
     EXPECT_EQ(bytes.substr(Offset(3, 0, 4), kSector), Bytes({0xF8, 0, 0}) + std::string(253, '\0'));
 
-    const std::string qep = disc.Read(0);
-    ASSERT_FALSE(qep.empty());
-    test::WriteBytes(disc.dir / "source.DST", source);
+    ASSERT_TRUE(disc.ReadsBackAs(0, source));
     ASSERT_EQ(ConvertStitchFiles(disc.LastRead(), disc.dir / "back.DST"), 0);
+    test::WriteBytes(disc.dir / "source.DST", source);
     EXPECT_EQ(test::NeedlesOf(disc.dir / "back.DST"), test::NeedlesOf(disc.dir / "source.DST"));
     // No working file is left behind.
     EXPECT_FALSE(std::filesystem::exists(disc.dir / "$TEMP.TMP"));
@@ -103,9 +102,7 @@ TEST(FmcDisc, ADesignOfSixteenBlocksGetsAFurtherEmptyEntry) {
     EXPECT_EQ(disc.Lines(), std::vector<std::string>{"A01     .DAT    21002"});
     // 16 blocks used: 142 free at 4096 bytes, and 238 of 2 to 255 at 2048 more.
     EXPECT_EQ(disc.tavlin.FreeStitches(), (142 * 4096 + 238 * 2048) / 3);
-    test::WriteBytes(disc.dir / "source.DST", test::ZigzagDst(21000));
-    ASSERT_FALSE(disc.Read(0).empty());
-    EXPECT_EQ(test::NeedlesOf(disc.LastRead()), test::NeedlesOf(disc.dir / "source.DST"));
+    EXPECT_TRUE(disc.ReadsBackAs(0, test::ZigzagDst(21000)));
   });
 }
 
@@ -239,38 +236,21 @@ TEST(FmcDisc, AFailedSectorLosesNothingThatStood) {
     ASSERT_EQ(disc.Write(test::ZigzagDst(3000)), 0);
     const std::vector<std::string> before = disc.Designs();
     ASSERT_EQ(before.size(), 2u);
-    PlatformState& platform = ThreadSharedRecord().platform;
-    struct Fault {
-      const char* what;
-      int track, head, sector;
-    };
     // The next design's first data block is block 6 (track 5, head 0); the index and
     // the directory are on track 2.
-    for (const Fault& fault : {Fault{"data", 5, 0, 7}, Fault{"index", 2, 1, 10},
-                               Fault{"directory", 2, 0, 9}}) {
-      platform.fault = [fault](SectorOp op, int track, int head, int sector) {
-        return op == SectorOp::Write && track == fault.track && head == fault.head &&
-               sector == fault.sector;
-      };
-      EXPECT_EQ(disc.Write(test::ZigzagDst(2000)), 1) << fault.what;
-      platform.fault = nullptr;
-      const std::vector<std::string> now = disc.Designs();
-      EXPECT_TRUE(StillStand(before, now)) << fault.what;
-      // Before the directory, nothing of the new design shows.
-      if (std::string(fault.what) != "directory") {
-        EXPECT_EQ(now.size(), 2u) << fault.what;
-      }
+    for (const test::WriteFault& fault : {test::WriteFault{"data", 5, 0, 7}, test::WriteFault{"index", 2, 1, 10},
+                                          test::WriteFault{"directory", 2, 0, 9}}) {
+      disc.ExpectSafeFailure(fault, test::ZigzagDst(2000), before);
     }
     // A delete whose index or directory can't be written answers 1.
     ASSERT_EQ(disc.tavlin.DirectoryFMC(), 0);
-    platform.fault = [](SectorOp op, int track, int head, int) {
-      return op == SectorOp::Write && track == 2 && head == 1;
-    };
+    disc.FailWrites([](int track, int head, int) { return track == 2 && head == 1; });
     EXPECT_EQ(disc.tavlin.DeleteFromDisc(0, "", FMC), 1);
-    platform.fault = nullptr;
+    disc.FailWrites(nullptr);
     EXPECT_TRUE(StillStand(before, disc.Designs()));
     // A read whose track side can't be read answers 1 and makes no file.
     ASSERT_EQ(disc.tavlin.DirectoryFMC(), 0);
+    PlatformState& platform = ThreadSharedRecord().platform;
     platform.fault = [](SectorOp op, int track, int, int sector) {
       return op == SectorOp::Read && track == 3 && sector == 16;
     };

@@ -263,34 +263,17 @@ TEST(ZskDisc, AFailedTableOrDirectoryLosesNothingThatStood) {
     ASSERT_EQ(disc.Write(test::ZigzagDst(90)), 0);
     const std::vector<std::string> before = disc.Designs();
     ASSERT_EQ(before.size(), 2u);
-    PlatformState& platform = ThreadSharedRecord().platform;
-    struct Fault {
-      const char* what;
-      int track, head, sector;
-    };
     // The designs take blocks 9 to 12; the next begins at block 13, track 1 head 1.
-    for (const Fault& fault : {Fault{"data", 1, 1, 6}, Fault{"table", 0, 0, 14},
-                               Fault{"directory", 1, 0, 3}}) {
-      platform.fault = [fault](SectorOp op, int track, int head, int sector) {
-        return op == SectorOp::Write && track == fault.track && head == fault.head &&
-               sector == fault.sector;
-      };
-      EXPECT_EQ(disc.Write(test::ZigzagDst(600)), 1) << fault.what;
-      platform.fault = nullptr;
-      // A directory written in part may already show the new design behind them.
-      const std::vector<std::string> now = disc.Designs();
-      ASSERT_GE(now.size(), 2u) << fault.what;
-      EXPECT_TRUE(std::equal(before.begin(), before.end(), now.begin())) << fault.what;
-      if (std::string(fault.what) != "directory") {
-        EXPECT_EQ(now.size(), 2u) << fault.what;
-      }
+    for (const test::WriteFault& fault : {test::WriteFault{"data", 1, 1, 6}, test::WriteFault{"table", 0, 0, 14},
+                                          test::WriteFault{"directory", 1, 0, 3}}) {
+      disc.ExpectSafeFailure(fault, test::ZigzagDst(600), before);
     }
     // A delete whose directory can't be written answers 1 and changes nothing.
     const std::vector<std::string> standing = disc.Designs();
     ASSERT_EQ(disc.tavlin.DirectoryZSK(), 0);
-    platform.fault = [](SectorOp op, int track, int, int) { return op == SectorOp::Write && track == 1; };
+    disc.FailWrites([](int track, int, int) { return track == 1; });
     EXPECT_EQ(disc.tavlin.DeleteFromDisc(0, "", ZSKDisc), 1);
-    platform.fault = nullptr;
+    disc.FailWrites(nullptr);
     EXPECT_TRUE(disc.Designs() == standing);
   });
 }
