@@ -2,6 +2,7 @@
 // found again by its name when the disc has changed since.
 #include <cstdlib>
 
+#include "barudan/barudan_common.h"
 #include "barudan/fdr3_disc.h"
 #include "conversion/buffered_file.h"
 #include "conversion/convert.h"
@@ -116,13 +117,7 @@ int16_t Fdr3Delete(SharedRecord& shared, int slot) {
   // Each entry of the file is marked deleted in the byte before its name.
   std::string& directory = shared.Fdr3DirectoryImage;
   const std::string discName = name.substr(0, 8) + name.substr(9, 3);
-  size_t from = 0;
-  for (int marked = 0; marked < 128; ++marked) {
-    const size_t at = directory.find(discName, from);
-    if (at == std::string::npos) break;
-    if (at > 0) directory[at - 1] = static_cast<char>(0xFF);
-    from = at + 1;
-  }
+  MarkEntriesDeleted(directory, discName, static_cast<char>(0xFF), 128);
   shared.ListNames[static_cast<size_t>(slot)] = "DELETED";
   if (!WriteSideImage(shared, directory, 40, 0, kFdr3SectorOrder, true)) return 1;
   return 0;

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "barudan/design_number.h"
+#include "barudan/barudan_common.h"
 #include "barudan/fdr3_disc.h"
 #include "conversion/buffered_file.h"
 #include "conversion/convert.h"
@@ -40,9 +40,8 @@ std::string DesignHeader(const std::string& header, int64_t stitches) {
 // The next 256 bytes of stitch data. At its first run of six zero bytes the piece
 // keeps the run's first two, which complete the end record, and is filled with 0xE5.
 std::string NextPiece(BufferedFile& file, bool& ended) {
-  std::string piece(256, '\0');
-  if (file.Read(reinterpret_cast<uint8_t*>(piece.data()), 256) < 256) ended = true;
-  const size_t run = piece.find(std::string(6, '\0'));
+  size_t run = std::string::npos;
+  std::string piece = ReadPiece(file, ended, run);
   if (run != std::string::npos) {
     piece.resize(run + 2);
     piece.resize(256, '\xE5');
@@ -50,17 +49,12 @@ std::string NextPiece(BufferedFile& file, bool& ended) {
   return piece;
 }
 
-struct Entry {
-  std::string bytes;
-  int blocks = 0;
-};
-
-Entry NewEntry(int place, const std::string& name, int number) {
+BlockEntry NewEntry(int place, const std::string& name, int number) {
   return {std::string(1, static_cast<char>(place)) + name + "U" + TwoDigits(number), 0};
 }
 
 // Fills the entry with 0xFF to 28 bytes, then the count's low three bytes and 0xFF.
-void CompleteEntry(Entry& entry, int32_t count) {
+void CompleteEntry(BlockEntry& entry, int32_t count) {
   entry.bytes.resize(28, '\xFF');
   entry.bytes += IntToBytes4(static_cast<double>(static_cast<uint32_t>(count))).substr(0, 3);
   entry.bytes += '\xFF';
@@ -121,13 +115,13 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
   name.resize(8, ' ');
   SetVector25632(shared.platform);
   SetDiscDSDD32(shared.platform);
-  std::vector<Entry> entries{NewEntry(0, name, number)};
+  std::vector<BlockEntry> entries{NewEntry(0, name, number)};
   int32_t fullBytes = 0;
   bool ended = false, firstPiece = true;
   TrackSideWriter sides(shared);
   for (int block = kFdr3FirstDataBlock; block <= kFdr3LastBlock && !ended; ++block) {
     if (shared.BlockUsed[static_cast<size_t>(block)]) continue;
-    Entry& entry = entries.back();
+    BlockEntry& entry = entries.back();
     entry.bytes += static_cast<char>(block);
     entry.bytes += '\0';
     if (++entry.blocks == kBlocksPerEntry) {
@@ -150,7 +144,7 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
 
   std::string& image = shared.Fdr3DirectoryImage;
   int free = 0;
-  for (const Entry& entry : entries) {
+  for (const BlockEntry& entry : entries) {
     while (free < kFdr3Entries && !Fdr3EntryFree(image, free)) ++free;
     if (free == kFdr3Entries) return 1;
     image.replace(static_cast<size_t>(free) * kFdr3EntryBytes, kFdr3EntryBytes, entry.bytes);

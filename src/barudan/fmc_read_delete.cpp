@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "barudan/barudan_common.h"
 #include "barudan/fmc_disc.h"
 #include "conversion/buffered_file.h"
 #include "conversion/convert.h"
@@ -112,13 +113,7 @@ int16_t FmcDelete(SharedRecord& shared, int slot) {
   // Each entry of the design is marked free in the byte before its name.
   std::string& directory = shared.FmcDirectoryImage;
   const std::string discName = name.substr(0, 8) + name.substr(name.size() - 3);
-  size_t from = 0;
-  for (int marked = 0; marked < 127; ++marked) {
-    const size_t at = directory.find(discName, from);
-    if (at == std::string::npos) break;
-    if (at > 0) directory[at - 1] = static_cast<char>(0xE5);
-    from = at + 1;
-  }
+  MarkEntriesDeleted(directory, discName, static_cast<char>(0xE5), 127);
   shared.ListNames[static_cast<size_t>(slot)] = "DELETED";
   if (FmcWriteIndex(shared, index) != 0) return 1;
   if (!FmcWriteDirectory(shared, true)) return 1;

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "barudan/design_number.h"
+#include "barudan/barudan_common.h"
 #include "barudan/fmc_disc.h"
 #include "conversion/buffered_file.h"
 #include "conversion/convert.h"
@@ -50,9 +50,8 @@ std::string FirstSectorHead(const std::string& header, int number, long count) {
 // The next 256 bytes of stitch data. The piece that meets the end of the file is the
 // last: at its first run of six zero bytes it gets the end record back and zero fill.
 std::string NextPiece(BufferedFile& file, bool& ended) {
-  std::string piece(256, '\0');
-  if (file.Read(reinterpret_cast<uint8_t*>(piece.data()), 256) < 256) ended = true;
-  const size_t run = piece.find(std::string(6, '\0'));
+  size_t run = std::string::npos;
+  std::string piece = ReadPiece(file, ended, run);
   if (run != std::string::npos) {
     std::string before = piece.substr(0, run);
     before += before.find('\xF8') != std::string::npos ? std::string("\x00\x00", 2)
@@ -63,19 +62,14 @@ std::string NextPiece(BufferedFile& file, bool& ended) {
   return piece;
 }
 
-struct Entry {
-  std::string bytes;
-  int blocks = 0;
-};
-
-Entry NewEntry(int number) {
-  Entry entry;
+BlockEntry NewEntry(int number) {
+  BlockEntry entry;
   entry.bytes = std::string(1, '\0') + "A" + TwoDigits(number) + "     DAT" + std::string(4, '\0');
   return entry;
 }
 
 // Completes an entry with its extent and record bytes, from the bytes it holds.
-void CompleteEntry(Entry& entry, double dataBytes) {
+void CompleteEntry(BlockEntry& entry, double dataBytes) {
   double v = (dataBytes + 160) / 128;
   int extent = 0;
   if (v > 255) {
@@ -142,13 +136,13 @@ int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile) {
 
   SetVector25632(shared.platform);
   SetDiscDSDD32(shared.platform);
-  std::vector<Entry> entries{NewEntry(number)};
+  std::vector<BlockEntry> entries{NewEntry(number)};
   double fullBytes = 0;
   bool ended = false, firstPiece = true;
   TrackSideWriter sides(shared);
   for (int block = kFmcFirstDataBlock; block <= kFmcLastDataBlock && !ended; ++block) {
     if (shared.BlockUsed[static_cast<size_t>(block)]) continue;
-    Entry& entry = entries.back();
+    BlockEntry& entry = entries.back();
     entry.bytes += static_cast<char>(block);
     if (++entry.blocks == kBlocksPerEntry) {
       entry.bytes[15] = static_cast<char>(0x80);
@@ -171,7 +165,7 @@ int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile) {
   // The new entries over the lowest free ones.
   std::string& image = shared.FmcDirectoryImage;
   int free = 1;
-  for (const Entry& entry : entries) {
+  for (const BlockEntry& entry : entries) {
     while (free < kFmcEntries && !FmcEntryFree(image, free)) ++free;
     if (free == kFmcEntries) return 1;
     image.replace(static_cast<size_t>(free) * kFmcEntryBytes, kFmcEntryBytes, entry.bytes);

@@ -1,0 +1,44 @@
+// What the two Barudan families write and delete alike.
+#pragma once
+
+#include <string>
+
+#include "conversion/buffered_file.h"
+
+namespace tavlin {
+
+// Design numbers as the discs write them: two decimal digits, "01" to "99".
+inline std::string TwoDigits(int number) {
+  return {static_cast<char>('0' + number / 10 % 10), static_cast<char>('0' + number % 10)};
+}
+
+// A directory entry being built: its bytes and the blocks named so far.
+struct BlockEntry {
+  std::string bytes;
+  int blocks = 0;
+};
+
+// The next 256 bytes of a design's stitch data. The read that meets the end of the file
+// is the last (`ended`); `zeroRun` is where its first run of six zero bytes begins, or
+// npos: there the stream ends, and each family closes the piece its own way.
+inline std::string ReadPiece(BufferedFile& file, bool& ended, size_t& zeroRun) {
+  std::string piece(256, '\0');
+  if (file.Read(reinterpret_cast<uint8_t*>(piece.data()), 256) < 256) ended = true;
+  zeroRun = piece.find(std::string(6, '\0'));
+  return piece;
+}
+
+// Marks every entry of a file deleted: at each place the 11-character disc name stands
+// in the directory image, the byte before it, at most `limit` times.
+inline void MarkEntriesDeleted(std::string& directory, const std::string& discName, char mark,
+                               int limit) {
+  size_t from = 0;
+  for (int marked = 0; marked < limit; ++marked) {
+    const size_t at = directory.find(discName, from);
+    if (at == std::string::npos) break;
+    if (at > 0) directory[at - 1] = mark;
+    from = at + 1;
+  }
+}
+
+}  // namespace tavlin
