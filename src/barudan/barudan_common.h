@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "conversion/buffered_file.h"
 
@@ -26,6 +27,20 @@ inline std::string ReadPiece(BufferedFile& file, bool& ended, size_t& zeroRun) {
   if (file.Read(reinterpret_cast<uint8_t*>(piece.data()), 256) < 256) ended = true;
   zeroRun = piece.find(std::string(6, '\0'));
   return piece;
+}
+
+// Copies the new entries over the lowest free entries of a directory image, from entry
+// `first` on; false when too few are free.
+template <typename IsFree>
+bool PlaceEntries(std::string& directory, const std::vector<BlockEntry>& entries, int first,
+                  int count, IsFree isFree) {
+  int free = first;
+  for (const BlockEntry& entry : entries) {
+    while (free < count && !isFree(directory, free)) ++free;
+    if (free == count) return false;
+    directory.replace(static_cast<size_t>(free) * 32, 32, entry.bytes);
+  }
+  return true;
 }
 
 // Marks every entry of a file deleted: at each place the 11-character disc name stands

@@ -143,12 +143,7 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
   file.Close();
 
   std::string& image = shared.Fdr3DirectoryImage;
-  int free = 0;
-  for (const BlockEntry& entry : entries) {
-    while (free < kFdr3Entries && !Fdr3EntryFree(image, free)) ++free;
-    if (free == kFdr3Entries) return 1;
-    image.replace(static_cast<size_t>(free) * kFdr3EntryBytes, kFdr3EntryBytes, entry.bytes);
-  }
+  if (!PlaceEntries(image, entries, 0, kFdr3Entries, Fdr3EntryFree)) return 1;
   if (!WriteSideImage(shared, image, 40, 0, kFdr3SectorOrder, false)) return 1;
   return 0;
 }

@@ -162,14 +162,8 @@ int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile) {
   CompleteEntry(entries.back(), static_cast<double>(length - 512) - fullBytes);
   file.Close();
 
-  // The new entries over the lowest free ones.
-  std::string& image = shared.FmcDirectoryImage;
-  int free = 1;
-  for (const BlockEntry& entry : entries) {
-    while (free < kFmcEntries && !FmcEntryFree(image, free)) ++free;
-    if (free == kFmcEntries) return 1;
-    image.replace(static_cast<size_t>(free) * kFmcEntryBytes, kFmcEntryBytes, entry.bytes);
-  }
+  // The new entries over the lowest free ones; entry 0 is the signature.
+  if (!PlaceEntries(shared.FmcDirectoryImage, entries, 1, kFmcEntries, FmcEntryFree)) return 1;
   // The design's index record in the last free record, if there is one.
   for (int record = 35; record >= 0; --record) {
     const size_t at = static_cast<size_t>(record) * 32;
