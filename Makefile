@@ -35,7 +35,7 @@ bench: all
 windows-check: deps
 	@mkdir -p $(WINOBJ)
 	@find src -name '*.cpp' | sort | xargs -P $(JOBS) -I{} sh -c \
-	  '$(MINGW_CXX) -std=c++17 -Wall -Wextra -Werror -Iinclude -Isrc -c {} -o $(WINOBJ)/$$(echo {} | tr / _).o || exit 255'
+	  '$(MINGW_CXX) -std=c++20 -Wall -Wextra -Werror -Iinclude -Isrc -c {} -o $(WINOBJ)/$$(echo {} | tr / _).o || exit 255'
 	@echo "windows-check: every file of src/ compiles with $(MINGW_CXX)"
 
 clean:

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 #include "tavlin/tavlin.h"
 #include "test_support.h"
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 #include "services/track_side.h"
 
 namespace tavlin {

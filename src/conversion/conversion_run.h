@@ -7,7 +7,7 @@
 #include <string>
 
 #include "conversion/buffered_file.h"
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 
 namespace tavlin {
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 
 namespace tavlin {
 

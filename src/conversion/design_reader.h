@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 #include "tavlin/stitch_files.h"
 
 namespace tavlin {

@@ -1,4 +1,4 @@
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 #include "tavlin/drive.h"
 
 namespace tavlin {

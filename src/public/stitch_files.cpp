@@ -6,7 +6,7 @@
 #include "conversion/design_reader.h"
 #include "conversion/format_table.h"
 #include "platform/run_time_error.h"
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 #include "services/design_file_service.h"
 
 namespace tavlin {

@@ -6,7 +6,7 @@
 #include "barudan/fdr3_disc.h"
 #include "barudan/fmc_disc.h"
 #include "platform/run_time_error.h"
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 #include "services/design_file_service.h"
 #include "services/disc_formatting.h"
 #include "services/platform_steps.h"

@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 
 namespace tavlin {
 

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 #include "services/sector_service.h"
 
 namespace tavlin {

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 
 namespace tavlin {
 

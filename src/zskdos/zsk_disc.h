@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 
 namespace tavlin {
 

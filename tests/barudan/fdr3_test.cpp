@@ -4,7 +4,7 @@
 
 #include "barudan/fdr3_disc.h"
 #include "disc_fixture.h"
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 #include "tavlin/stitch_files.h"
 
 namespace tavlin {

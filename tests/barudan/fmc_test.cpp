@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 #include "tavlin/stitch_files.h"
 #include "tavlin/tavlin.h"
 #include "disc_fixture.h"

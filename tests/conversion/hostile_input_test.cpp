@@ -5,7 +5,7 @@
 #include <random>
 
 #include "disc_fixture.h"
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 #include "tavlin/stitch_files.h"
 
 namespace tavlin {

@@ -8,7 +8,7 @@
 #include "disc_fixture.h"
 #include "platform/fat_volume.h"
 #include "platform/files.h"
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 
 namespace tavlin {
 namespace {

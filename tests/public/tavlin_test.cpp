@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "platform/run_time_error.h"
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 #include "tavlin/tavlin.h"
 #include "test_support.h"
 

@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 #include "services/disc_formatting.h"
 #include "tavlin/tavlin.h"
 #include "disc_fixture.h"

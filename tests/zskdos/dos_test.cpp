@@ -6,7 +6,7 @@
 
 #include "disc_fixture.h"
 #include "platform/files.h"
-#include "public/shared_record.h"
+#include "state/shared_record.h"
 #include "tavlin/stitch_files.h"
 #include "zskdos/dos_disc.h"
 
