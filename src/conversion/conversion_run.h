@@ -7,9 +7,12 @@
 #include <string>
 
 #include "conversion/buffered_file.h"
-#include "state/shared_record.h"
+#include "platform/drives.h"
+#include "tavlin/progress.h"
 
 namespace tavlin {
+
+struct Codec;
 
 enum StepKindCode : int16_t {
   KindStitch = 0,
@@ -21,33 +24,19 @@ enum StepKindCode : int16_t {
   KindSeven = 71,
 };
 
-// The format codes the frame itself tells apart.
-enum FormatCode : int16_t {
-  kCodeRefused = -2,
-  kCodeDst = 0,
-  kCodeDsb = 1,
-  kCodeDsz = 2,
-  kCodeKsm = 3,
-  kCodeQep = 4,
-  kCodeT01 = 5,
-  kCodeCnd = 6,
-  kCodeExp = 7,
-  kCodeQcd = 8,
-  kCodeT03 = 9,
-  kCode10o = 10,
-  kCodeEmnet = 11,
-  kCodeVst = 12,
-  kCodeXxx = 13,
-  kCodeEmd = 14,
-  kCodeJef = 15,
-  kCodeSew = 16,
-  kCodeUFile = 17,
-  kCodePes = 18,
-  kCodePcm = 19,
-  kCodePcs = 20,
-  kCodeHus = 21,
-  kCodeVip = 22,
-  kCodeShv = 23,
+// What a conversion takes from its caller, and what it hands back: the files it opens
+// are reached through the platform, and nothing else of the caller's state is seen.
+struct ConversionSettings {
+  explicit ConversionSettings(PlatformState& files) : platform(files) {}
+
+  PlatformState& platform;
+  int16_t MaxStitchLength = 50;
+  // On for a three-pass destination and turned off by its second pass; the caller's
+  // value when the run ends.
+  bool PESAbosulteFlag = false;
+  std::string DesignName;       // the host's last destination name, for a head that names it
+  Progress* progress = nullptr; // without one the run stops with 91
+  std::string HoopSizeText;     // out: the hoop a destination chose
 };
 
 struct StitchStep {
@@ -101,11 +90,14 @@ struct PassCounters {
 };
 
 struct ConversionRun : PassCounters {
-  explicit ConversionRun(SharedRecord& record) : shared(record) {}
+  explicit ConversionRun(ConversionSettings& given) : settings(given) {}
 
-  SharedRecord& shared;
+  ConversionSettings& settings;
   int16_t SourceType = 0;
   int16_t DestType = 0;
+  // The records of the two types, which decoders and encoders ask about the other end.
+  const Codec* Source = nullptr;
+  const Codec* Dest = nullptr;
   int16_t OriginalSourceType = 0;  // before a T01/T03 wrapper changed it
   int16_t OriginalDestType = 0;
   bool SourceWrapped = false;
@@ -138,6 +130,8 @@ struct ConversionRun : PassCounters {
 
   // ColourIndex + 1, with the overflow of a 16-bit number.
   void NextColour();
+  // Sets both types and their records.
+  void SetTypes(int16_t sourceType, int16_t destType);
 };
 
 // Writes n copies of a byte to the destination.

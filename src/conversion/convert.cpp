@@ -6,6 +6,8 @@
 
 #include "conversion/format_table.h"
 #include "conversion/formats/formats.h"
+#include "state/shared_record.h"
+#include "conversion/drawn_trims.h"
 #include "conversion/text_header.h"
 #include "conversion/transforms.h"
 #include "platform/files.h"
@@ -23,93 +25,84 @@ void WriteRepeated(ConversionRun& run, uint8_t byte, size_t n) {
   run.WriteBytes(bytes);
 }
 
+void ConversionRun::SetTypes(int16_t sourceType, int16_t destType) {
+  SourceType = sourceType;
+  DestType = destType;
+  Source = &CodecOf(sourceType);
+  Dest = &CodecOf(destType);
+}
+
 namespace {
 
-bool IsWrapper(int16_t code) { return code == kCodeT01 || code == kCodeT03; }
-
-int16_t Unwrapped(int16_t code) {
-  if (code == kCodeT01) return kCodeDst;
-  if (code == kCodeT03) return kCodeDsb;
-  return code;
-}
-
-bool CanConvert(int16_t sourceType, int16_t destType) {
-  const FormatRow* source = FindFormatRow(Unwrapped(sourceType));
-  const FormatRow* dest = FindFormatRow(Unwrapped(destType));
-  return source != nullptr && source->decode != nullptr && dest != nullptr &&
-         dest->encode != nullptr;
-}
-
-const FormatRow& RowOf(int16_t code) {
-  const FormatRow* row = FindFormatRow(code);
-  if (row == nullptr) throw RunTimeError(kInvalidCall);
-  return *row;
-}
-
-// How a pass begins, by the first case that applies.
-enum class PassCase { EmnetSource, Wrapper, CndSource, Ordinary };
+// How a pass begins, by the first case that applies. These are decided here, not by
+// the codecs, because each is a rule about the pair of formats.
+enum class PassCase {
+  EmnetSource,  // its head is passed over whole, and no destination head is written
+  Wrapper,      // the T01/T03 wrapper positions the source and writes the head
+  CndSource,    // CND has no header to skip; the destination still gets its spaces
+  Ordinary,
+};
 
 PassCase PassCaseOf(const ConversionRun& run) {
   if (run.SourceType == kCodeEmnet) return PassCase::EmnetSource;
-  if (IsWrapper(run.SourceType) || IsWrapper(run.DestType)) return PassCase::Wrapper;
-  if (run.SourceType == kCodeCnd && run.DestType != kCodeCnd) return PassCase::CndSource;
+  if (run.Source->Wrapper() || run.Dest->Wrapper()) return PassCase::Wrapper;
+  if (run.Source->carriesQepRecords && !run.Dest->carriesQepRecords) return PassCase::CndSource;
   return PassCase::Ordinary;
+}
+
+// Emnet's head goes ahead of whatever the other cases write.
+bool HeadFirst(const ConversionRun& run) { return run.DestType == kCodeEmnet; }
+
+// Under a wrapper every destination gets the text header's spaces but CND and EXP,
+// which have no place for them.
+bool SpacesUnderWrapper(const ConversionRun& run) {
+  return run.DestType != kCodeCnd && run.DestType != kCodeExp;
 }
 
 void WriteSpaces(ConversionRun& run, size_t n) { WriteRepeated(run, ' ', n); }
 
-void SkipSourceHeader(ConversionRun& run) {
-  run.source.Seek(run.source.Position() + 512);
-}
+}  // namespace
 
-// Writes the destination's head and positions the source: the start of every pass.
 void StartPass(ConversionRun& run) {
-  run.SourceType = run.OriginalSourceType;
-  run.DestType = run.OriginalDestType;
+  run.SetTypes(run.OriginalSourceType, run.OriginalDestType);
   run.source.Seek(0);
   const PassCase passCase = PassCaseOf(run);
   if (passCase == PassCase::EmnetSource) {
     WriteSpaces(run, 512);
     run.source.Seek(358);
   } else {
-    if (run.DestType == kCodeEmnet && RowOf(kCodeEmnet).writeHead != nullptr) {
-      RowOf(kCodeEmnet).writeHead(run);
-    }
+    if (HeadFirst(run) && run.Dest->writeHead != nullptr) run.Dest->writeHead(run);
     switch (passCase) {
       case PassCase::Wrapper: {
-        if (IsWrapper(run.SourceType)) {
+        if (run.Source->Wrapper()) {
           PositionWrappedSource(run);
         } else {
           run.source.Seek(512);
         }
-        if (IsWrapper(run.DestType)) {
+        if (run.Dest->Wrapper()) {
           WriteWrapperHead(run);
-        } else if (run.DestType != kCodeCnd && run.DestType != kCodeExp) {
+        } else if (SpacesUnderWrapper(run)) {
           WriteSpaces(run, 512);
         }
         break;
       }
       case PassCase::CndSource: WriteSpaces(run, 512); break;
       default: {
-        const FormatRow& source = RowOf(run.SourceType);
-        const FormatRow& dest = RowOf(run.DestType);
-        if (source.openSource != nullptr) source.openSource(run);
-        if (dest.writeHead != nullptr && run.DestType != kCodeEmnet) dest.writeHead(run);
-        if (source.sourceHeader512) SkipSourceHeader(run);
-        if (dest.destHeader512) WriteSpaces(run, 512);
+        if (run.Source->openSource != nullptr) run.Source->openSource(run);
+        if (run.Dest->writeHead != nullptr && !HeadFirst(run)) run.Dest->writeHead(run);
+        if (run.Source->textHeader) run.source.Seek(run.source.Position() + 512);
+        if (run.Dest->textHeader) WriteSpaces(run, 512);
         break;
       }
     }
-    if (run.DestType == kCodeDst || run.DestType == kCodeKsm) {
-      run.WriteBytes(RowOf(run.DestType).openingRecord);
-    }
+    if (run.Dest->opening == Opening::BehindHead) run.WriteBytes(run.Dest->openingRecord);
   }
-  if (run.DestType == kCodeQep || run.DestType == kCodeQcd) {
-    run.WriteBytes(RowOf(run.DestType).openingRecord);
-  }
+  if (run.Dest->opening == Opening::Always) run.WriteBytes(run.Dest->openingRecord);
   run.RecordCount = 2;
   run.StitchCount = 0;
 }
+
+namespace {
 
 [[noreturn]] void ThrowOverflow() { throw RunTimeError(kOverflow); }
 
@@ -153,10 +146,10 @@ void ReportProgress(ConversionRun& run, Progress& progress) {
 
 // The cycles of one pass, from the first record to the end of the stitch stream.
 void RunStream(ConversionRun& run, Progress& progress) {
-  const FormatRow& source = RowOf(run.SourceType);
-  const FormatRow& dest = RowOf(run.DestType);
-  const bool countColours = run.DestType != kCodePes;
-  const bool moves = run.SourceType != kCodeCnd && run.DestType != kCodeCnd;
+  const Codec& source = *run.Source;
+  const Codec& dest = *run.Dest;
+  const bool countColours = dest.countsColours;
+  const bool moves = !source.carriesQepRecords && !dest.carriesQepRecords;
   // The turns are chosen when the pass starts.
   const bool turns = run.PesTurned || run.TurnDesign || run.DesignTurned;
   bool haveStep = run.FirstStepReady;
@@ -183,6 +176,7 @@ void RunStream(ConversionRun& run, Progress& progress) {
         const Decoded decoded = source.decode(run);
         if (decoded == Decoded::End) return;
         if (decoded == Decoded::NoStep) continue;
+        if (source.drawsTrimsAsJumps) CountJumpRun(run);
       }
     }
     haveStep = false;
@@ -201,21 +195,20 @@ void RunStream(ConversionRun& run, Progress& progress) {
 }
 
 void FinishRun(ConversionRun& run) {
-  const FormatRow& dest = RowOf(run.DestType);
-  if (dest.textHeader && !run.DestWrapped) WriteTextHeader(run);
+  if (run.Dest->textHeader && !run.DestWrapped) WriteTextHeader(run);
   if (run.DestWrapped) FinishWrapper(run);
   run.dest.Close();
   run.source.Close();
 }
 
 void Convert(ConversionRun& run) {
-  PlatformState& platform = run.shared.platform;
+  PlatformState& platform = run.settings.platform;
   DeleteFile(platform, run.ResolvedDest);
   run.source = BufferedFile(OpenFile(platform, run.ResolvedSource));
   run.dest = BufferedFile(OpenFile(platform, run.ResolvedDest));
-  run.PassCount = run.DestType == kCodePes ? 3 : 1;
+  run.PassCount = run.Dest->passes;
 
-  Progress* progress = run.shared.CurrentPB.get();
+  Progress* progress = run.settings.progress;
   if (progress == nullptr) throw RunTimeError(kNoObject);
   progress->Max(static_cast<double>(run.source.Length()) * run.PassCount);
 
@@ -228,26 +221,27 @@ void Convert(ConversionRun& run) {
     StartPass(run);
     RunStream(run, *progress);
     RefreshEnd(run);
-    const FormatRow& dest = RowOf(run.DestType);
-    if (dest.writeEnd != nullptr) dest.writeEnd(run);
+    if (run.Dest->writeEnd != nullptr) run.Dest->writeEnd(run);
   }
   FinishRun(run);
 }
 
 }  // namespace
 
-int16_t ConvertStitchFile(SharedRecord& shared, int16_t& sourceType, int16_t& destType,
+int16_t ConvertStitchFile(ConversionSettings& settings, int16_t& sourceType, int16_t& destType,
                           const std::string& sourceFile, const std::string& destFile,
                           std::string& resolvedSource) {
-  ConversionRun run(shared);
-  shared.PESAbosulteFlag = destType == kCodePes;
-  if (destType == kCodeVst) run.DesignName = shared.LastDestFile;
-  shared.HoopSizeText.clear();
+  ConversionRun run(settings);
+  // The three-pass destination is the one whose second pass writes absolute positions.
+  settings.PESAbosulteFlag = CodecOf(destType).passes > 1;
+  if (CodecOf(destType).namesDesign) run.DesignName = settings.DesignName;
+  settings.HoopSizeText.clear();
   if (sourceFile.empty() || destFile.empty()) return 1;
   if (!CanConvert(sourceType, destType)) return kInvalidCall;
 
-  run.SourceType = run.OriginalSourceType = sourceType;
-  run.DestType = run.OriginalDestType = destType;
+  run.OriginalSourceType = sourceType;
+  run.OriginalDestType = destType;
+  run.SetTypes(sourceType, destType);
   int16_t result = 0;
   try {
     run.ResolvedSource = resolvedSource = ResolvePath(sourceFile, sourceType);
@@ -266,7 +260,7 @@ int16_t ConvertStitchFile(SharedRecord& shared, int16_t& sourceType, int16_t& de
     run.source = BufferedFile();
     run.dest = BufferedFile();
     try {
-      if (!run.ResolvedDest.empty()) DeleteFile(shared.platform, run.ResolvedDest);
+      if (!run.ResolvedDest.empty()) DeleteFile(settings.platform, run.ResolvedDest);
     } catch (const RunTimeError&) {
       // The destination can't be reached any more; the code already says why.
     }
@@ -282,18 +276,38 @@ class SilentProgress final : public Progress {
   void Value(double) override {}
 };
 
+// The record's fields that a conversion reads, and the ones it hands back.
+int16_t ConvertForRecord(SharedRecord& shared, Progress* progress, int16_t& sourceType,
+                         int16_t& destType, const std::string& sourceFile,
+                         const std::string& destFile, std::string& resolvedSource) {
+  ConversionSettings settings(shared.platform);
+  settings.MaxStitchLength = shared.MaxStitchLength;
+  settings.PESAbosulteFlag = shared.PESAbosulteFlag;
+  settings.DesignName = shared.LastDestFile;
+  settings.progress = progress;
+  const int16_t result =
+      ConvertStitchFile(settings, sourceType, destType, sourceFile, destFile, resolvedSource);
+  shared.PESAbosulteFlag = settings.PESAbosulteFlag;
+  shared.HoopSizeText = settings.HoopSizeText;
+  return result;
+}
+
 }  // namespace
+
+int16_t ConvertStitchFile(SharedRecord& shared, int16_t& sourceType, int16_t& destType,
+                          const std::string& sourceFile, const std::string& destFile,
+                          std::string& resolvedSource) {
+  return ConvertForRecord(shared, shared.CurrentPB.get(), sourceType, destType, sourceFile,
+                          destFile, resolvedSource);
+}
 
 int16_t ConvertStitchFileReporting(SharedRecord& shared, int16_t& sourceType, int16_t& destType,
                                    const std::string& sourceFile, const std::string& destFile,
                                    std::string& resolvedSource,
                                    std::shared_ptr<Progress> progress) {
-  std::shared_ptr<Progress> host = std::move(shared.CurrentPB);
-  shared.CurrentPB = progress ? std::move(progress) : std::make_shared<SilentProgress>();
-  const int16_t result =
-      ConvertStitchFile(shared, sourceType, destType, sourceFile, destFile, resolvedSource);
-  shared.CurrentPB = std::move(host);
-  return result;
+  SilentProgress silent;
+  return ConvertForRecord(shared, progress ? progress.get() : &silent, sourceType, destType,
+                          sourceFile, destFile, resolvedSource);
 }
 
 }  // namespace tavlin

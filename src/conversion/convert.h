@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "conversion/conversion_run.h"
 #include "state/shared_record.h"
 
 namespace tavlin {
@@ -17,6 +18,13 @@ constexpr int16_t kResultOutOfRange = -17005;
 // sourceType and destType are changed from T01/T03 to DST/DSB when a wrapper is read
 // or written. On any result but 0 and 1 the destination is deleted. A code with no
 // reader or writer in this build gives 5 before anything is touched.
+int16_t ConvertStitchFile(ConversionSettings& settings, int16_t& sourceType, int16_t& destType,
+                          const std::string& sourceFile, const std::string& destFile,
+                          std::string& resolvedSource);
+
+// The same for a caller that keeps its settings in the shared record: its longest
+// stitch, PES flag, last destination name and progress object go in; the PES flag
+// and the hoop come back.
 int16_t ConvertStitchFile(SharedRecord& shared, int16_t& sourceType, int16_t& destType,
                           const std::string& sourceFile, const std::string& destFile,
                           std::string& resolvedSource);
@@ -24,6 +32,10 @@ int16_t ConvertStitchFile(SharedRecord& shared, int16_t& sourceType, int16_t& de
 // The same, reporting to the given progress object (none when null) instead of the
 // record's CurrentPB, which is put back afterwards: for callers that are not a host's
 // disc call and have no progress object of the host's to report to.
+// Positions the source and writes the destination's head: the start of every pass,
+// and of the design reader's walk over a source.
+void StartPass(ConversionRun& run);
+
 int16_t ConvertStitchFileReporting(SharedRecord& shared, int16_t& sourceType, int16_t& destType,
                                    const std::string& sourceFile, const std::string& destFile,
                                    std::string& resolvedSource,

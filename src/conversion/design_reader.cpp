@@ -2,17 +2,16 @@
 
 #include <new>
 
-#include "conversion/conversion_run.h"
+#include "conversion/convert.h"
 #include "conversion/format_table.h"
-#include "conversion/formats/formats.h"
 #include "platform/run_time_error.h"
 
 namespace tavlin {
 
 namespace {
 
-// A destination that keeps nothing: the decoders that write straight to their
-// destination in a few cases may do so here.
+// A destination that keeps nothing: the pass start writes its head there, and the
+// decoders that write straight to their destination in a few cases may do so.
 class NullFile final : public FileBackend {
  public:
   size_t ReadAt(int64_t, void*, size_t) override { return 0; }
@@ -21,45 +20,30 @@ class NullFile final : public FileBackend {
   void Flush() override {}
 };
 
-void PositionSource(ConversionRun& run) {
-  const FormatRow* row = FindFormatRow(run.SourceType);
-  if (run.SourceType == kCodeEmnet) {
-    run.source.Seek(358);
-  } else if (run.SourceType == kCodeT01 || run.SourceType == kCodeT03) {
-    PositionWrappedSource(run);
-  } else if (run.SourceType != kCodeCnd) {
-    if (row->openSource != nullptr) row->openSource(run);
-    if (row->sourceHeader512) run.source.Seek(run.source.Position() + 512);
-  }
-}
-
 }  // namespace
 
-int16_t ReadDesignSteps(SharedRecord& shared, const std::string& path,
+int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
                         const std::function<void(const DecodedStep&)>& visit) {
-  ConversionRun run(shared);
-  run.SourceType = run.OriginalSourceType = FindFormatCode(path);
+  ConversionSettings settings(platform);
+  ConversionRun run(settings);
+  run.OriginalSourceType = FindFormatCode(path);
   // A destination that asks nothing of the decoders.
-  run.DestType = run.OriginalDestType = kCodeRefused;
+  run.OriginalDestType = kCodeRefused;
   try {
-    if (!FileExists(shared.platform, path)) return kFileNotFound;
-    const FormatRow* row = FindFormatRow(run.SourceType);
-    int16_t readAs = run.SourceType;
-    if (readAs == kCodeT01) readAs = kCodeDst;
-    if (readAs == kCodeT03) readAs = kCodeDsb;
-    const FormatRow* reader = FindFormatRow(readAs);
-    if (row == nullptr || reader == nullptr || reader->decode == nullptr) return kInvalidCall;
+    if (!FileExists(platform, path)) return kFileNotFound;
+    if (!CanConvert(run.OriginalSourceType, run.OriginalDestType)) return kInvalidCall;
     run.ResolvedSource = path;
-    run.source = BufferedFile(OpenFile(shared.platform, path));
+    run.source = BufferedFile(OpenFile(platform, path));
     run.dest = BufferedFile(std::make_unique<NullFile>());
-    PositionSource(run);
+    StartPass(run);
+    const Codec& reader = *run.Source;
     DecodedStep out;
     for (;;) {
       run.step = StitchStep{};
-      const Decoded decoded = reader->decode(run);
+      const Decoded decoded = reader.decode(run);
       if (decoded == Decoded::End) break;
       if (decoded == Decoded::NoStep) continue;
-      if (run.SourceType != kCodeCnd) {
+      if (!reader.carriesQepRecords) {
         run.PosX += run.step.StepX;
         run.PosY -= run.step.StepY;
       }

@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "state/shared_record.h"
+#include "platform/drives.h"
 #include "tavlin/stitch_files.h"
 
 namespace tavlin {
@@ -15,7 +15,7 @@ using DecodedStep = DesignStep;
 
 // Streams the file's steps to the visitor in order. Returns 0, or the run-time code
 // that stopped the reading (5 for a format this build can't read).
-int16_t ReadDesignSteps(SharedRecord& shared, const std::string& path,
+int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
                         const std::function<void(const DecodedStep&)>& visit);
 
 }  // namespace tavlin

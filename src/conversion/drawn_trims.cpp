@@ -7,9 +7,9 @@
 namespace tavlin {
 
 void InsertDrawnTrim(ConversionRun& run) {
-  const FormatRow* row = FindFormatRow(run.DestType);
-  if (row == nullptr || row->drawnTrim.empty()) return;
-  const auto back = static_cast<int64_t>(row->drawnTrimBack);
+  const DrawnTrim& trim = run.Dest->drawnTrim;
+  if (trim.record.empty()) return;
+  const auto back = static_cast<int64_t>(trim.back);
   const int64_t at = run.dest.Position() - back;
   if (at < 0) return;
   std::string jumps(static_cast<size_t>(back), '\0');
@@ -18,7 +18,7 @@ void InsertDrawnTrim(ConversionRun& run) {
     return;
   }
   run.dest.Seek(at);
-  run.WriteBytes(row->drawnTrim);
+  run.WriteBytes(trim.record);
   run.WriteBytes(jumps);
 }
 

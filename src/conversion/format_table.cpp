@@ -10,69 +10,45 @@ namespace tavlin {
 
 namespace {
 
-using namespace std::string_view_literals;
+// The formats whose rules this build doesn't have yet: their names and extensions
+// only, so that names resolve and the command can say what it can't do.
+constexpr Codec kKsm = {.code = kCodeKsm, .fileEnd = "KSM", .extension = ".KSM", .family = "Pfaff",
+                        .textHeader = true, .openingRecord = std::string_view("\x00\x00\x87", 3),
+                        .opening = Opening::BehindHead};
+constexpr Codec kExp = {.code = kCodeExp, .fileEnd = "EXP", .extension = ".EXP",
+                        .family = "Melco Premier, expanded"};
+constexpr Codec k10o = {.code = kCode10o, .fileEnd = "10O", .extension = ".10O", .family = "Toyota"};
+constexpr Codec kEmnet = {.code = kCodeEmnet, .fileEnd = "   ", .extension = ".", .family = "Emnet"};
+constexpr Codec kVst = {.code = kCodeVst, .fileEnd = "VST", .extension = ".VST", .family = "Midwest",
+                        .drawnTrim = {.record = std::string_view("\x00\x00\x14", 3), .back = 12},
+                        .namesDesign = true,
+                        .threadTable = {.count = 78, .table = 123, .resume = 1024}};
+constexpr Codec kXxx = {.code = kCodeXxx, .fileEnd = "XXX", .extension = ".XXX", .family = "Singer"};
+constexpr Codec kEmd = {.code = kCodeEmd, .fileEnd = "EMD", .extension = ".EMD", .family = "Elna"};
+constexpr Codec kJef = {.code = kCodeJef, .fileEnd = "JEF", .extension = ".JEF", .family = "Janome",
+                        .countsQepOpening = false, .palette = ThreadPalette::Jef};
+constexpr Codec kSew = {.code = kCodeSew, .fileEnd = "SEW", .extension = ".SEW", .family = "Janome",
+                        .palette = ThreadPalette::Jef};
+constexpr Codec kPes = {.code = kCodePes, .fileEnd = "PES", .extension = ".PES", .family = "PES",
+                        .passes = 3, .countsColours = false, .halvesLongSteps = true};
+constexpr Codec kPcm = {.code = kCodePcm, .fileEnd = "PCM", .extension = ".PCM", .family = "Pfaff",
+                        .palette = ThreadPalette::Pcm};
+constexpr Codec kPcs = {.code = kCodePcs, .fileEnd = "PCS", .extension = ".PCS", .family = "Pfaff"};
+constexpr Codec kHus = {.code = kCodeHus, .fileEnd = "HUS", .extension = ".HUS",
+                        .family = "design-file service", .designService = true,
+                        .palette = ThreadPalette::Hus};
+// No file end gives VIP's code: "VIP" is refused like any unknown end.
+constexpr Codec kVip = {.code = kCodeVip, .extension = ".VIP", .family = "none"};
+constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
+                        .family = "design-file service", .designService = true};
 
-constexpr auto kOpeningJump = "\x00\x00\x83"sv;
-constexpr auto kOpeningKsm = "\x00\x00\x87"sv;
-constexpr auto kOpeningQep = "\x05\x00\x00\x00\x00"sv;
-constexpr auto kQepTrim = "\x1F\x09\x00\x00\x00"sv;
-constexpr auto kVstTrim = "\x00\x00\x14"sv;
-
-// code, file end, extension, family, decode, encode, open source, head, end,
-// source header, dest header, text header, opening record, drawn trim, trim look-back
-const std::array<FormatRow, 25> kRows = {{
-    {kCodeRefused, nullptr, "", "refused", DecodeRefused, EncodeRefused, nullptr, nullptr,
-     EndRefused, true, true, true, {}, {}, 0},
-    {kCodeDst, "DST", ".DST", "Tajima", DecodeDst, EncodeDst, nullptr, nullptr, EndDst, true,
-     true, true, kOpeningJump, {}, 0},
-    {kCodeDsb, "DSB", ".DSB", "Barudan", DecodeDsb, EncodeDsb, nullptr, nullptr, EndDsb, true,
-     true, true, {}, {}, 0},
-    {kCodeDsz, "DSZ", ".DSZ", "ZSK", DecodeDsz, EncodeDsz, nullptr, nullptr, EndDsz, true, true,
-     true, {}, {}, 0},
-    {kCodeKsm, "KSM", ".KSM", "Pfaff", nullptr, nullptr, nullptr, nullptr, nullptr, true, true,
-     true, kOpeningKsm, {}, 0},
-    {kCodeQep, "QEP", ".QEP", "Velmo Quick Expanded", DecodeQep, EncodeQep, nullptr, nullptr,
-     EndQep, true, true, true, kOpeningQep, kQepTrim, 20},
-    // T01 and T03 are read and written as DST and DSB behind their wrapper.
-    {kCodeT01, "T01", ".T01", "DST records in a wrapper", DecodeDst, EncodeDst, nullptr,
-     nullptr, EndDst, true, true, true, {}, {}, 0},
-    {kCodeCnd, "CND", ".CND", "Melco Premier, condensed", DecodeCnd, EncodeCnd, nullptr, nullptr,
-     nullptr, false, false, false, {}, {}, 0},
-    {kCodeExp, "EXP", ".EXP", "Melco Premier, expanded", nullptr, nullptr, nullptr, nullptr,
-     nullptr, false, false, false, {}, {}, 0},
-    {kCodeQcd, "QCD", ".QCD", "Velmo Quick Condensed", DecodeQep, EncodeQep, nullptr, nullptr,
-     EndQep, true, true, true, kOpeningQep, {}, 0},
-    {kCodeT03, "T03", ".T03", "DSB records in a wrapper", DecodeDsb, EncodeDsb, nullptr, nullptr,
-     EndDsb, true, true, true, {}, {}, 0},
-    {kCode10o, "10O", ".10O", "Toyota", nullptr, nullptr, nullptr, nullptr, nullptr, false,
-     false, false, {}, {}, 0},
-    {kCodeEmnet, "   ", ".", "Emnet", nullptr, nullptr, nullptr, nullptr, nullptr, true, false,
-     false, {}, {}, 0},
-    {kCodeVst, "VST", ".VST", "Midwest", nullptr, nullptr, nullptr, nullptr, nullptr, false,
-     false, false, {}, kVstTrim, 12},
-    {kCodeXxx, "XXX", ".XXX", "Singer", nullptr, nullptr, nullptr, nullptr, nullptr, false,
-     false, false, {}, {}, 0},
-    {kCodeEmd, "EMD", ".EMD", "Elna", nullptr, nullptr, nullptr, nullptr, nullptr, false, false,
-     false, {}, {}, 0},
-    {kCodeJef, "JEF", ".JEF", "Janome", nullptr, nullptr, nullptr, nullptr, nullptr, false,
-     false, false, {}, {}, 0},
-    {kCodeSew, "SEW", ".SEW", "Janome", nullptr, nullptr, nullptr, nullptr, nullptr, false,
-     false, false, {}, {}, 0},
-    {kCodeUFile, nullptr, ".DSB", "Barudan DOS/2HD", DecodeDsb, EncodeDsb, OpenUFile,
-     WriteUFileHead, EndDsb, false, false, false, {}, {}, 0},
-    {kCodePes, "PES", ".PES", "PES", nullptr, nullptr, nullptr, nullptr, nullptr, false, false,
-     false, {}, {}, 0},
-    {kCodePcm, "PCM", ".PCM", "Pfaff", nullptr, nullptr, nullptr, nullptr, nullptr, false, false,
-     false, {}, {}, 0},
-    {kCodePcs, "PCS", ".PCS", "Pfaff", nullptr, nullptr, nullptr, nullptr, nullptr, false, false,
-     false, {}, {}, 0},
-    {kCodeHus, "HUS", ".HUS", "design-file service", nullptr, nullptr, nullptr, nullptr, nullptr,
-     false, false, false, {}, {}, 0},
-    {kCodeVip, nullptr, ".VIP", "none", nullptr, nullptr, nullptr, nullptr, nullptr, false, false,
-     false, {}, {}, 0},
-    {kCodeShv, "SHV", ".SHV", "design-file service", nullptr, nullptr, nullptr, nullptr, nullptr,
-     false, false, false, {}, {}, 0},
-}};
+// In code order; refused names first.
+constexpr std::array<const Codec*, 25> kCodecs = {
+    &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsm,      &kQepCodec, &kT01Codec,
+    &kCndCodec,     &kExp,      &kQcdCodec, &kT03Codec, &k10o,      &kEmnet,    &kVst,
+    &kXxx,          &kEmd,      &kJef,      &kSew,      &kUFileCodec, &kPes,    &kPcm,
+    &kPcs,          &kHus,      &kVip,      &kShv,
+};
 
 std::string UpperCase(std::string_view text) {
   std::string upper(text);
@@ -80,33 +56,52 @@ std::string UpperCase(std::string_view text) {
   return upper;
 }
 
+// A wrapper is read and written as the records it holds.
+const Codec& Unwrapped(const Codec& codec) {
+  return codec.Wrapper() ? CodecOf(codec.wraps) : codec;
+}
+
 }  // namespace
 
-const FormatRow* FindFormatRow(int16_t code) {
-  for (const FormatRow& row : kRows) {
-    if (row.code == code) return &row;
+bool Codec::Reads() const { return Unwrapped(*this).decode != nullptr; }
+bool Codec::Writes() const { return Unwrapped(*this).encode != nullptr; }
+
+const Codec* FindCodec(int16_t code) {
+  for (const Codec* codec : kCodecs) {
+    if (codec->code == code) return codec;
   }
   return nullptr;
 }
 
-const FormatRow* FormatRowsBegin() { return kRows.data(); }
-const FormatRow* FormatRowsEnd() { return kRows.data() + kRows.size(); }
+const Codec& CodecOf(int16_t code) {
+  const Codec* codec = FindCodec(code);
+  return codec != nullptr ? *codec : kRefusedCodec;
+}
+
+const Codec* const* CodecsBegin() { return kCodecs.data(); }
+const Codec* const* CodecsEnd() { return kCodecs.data() + kCodecs.size(); }
+
+bool IsNamedFormat(const Codec& codec) { return &codec != &kRefusedCodec; }
+
+bool CanConvert(int16_t sourceType, int16_t destType) {
+  const Codec* source = FindCodec(sourceType);
+  const Codec* dest = FindCodec(destType);
+  return source != nullptr && dest != nullptr && source->Reads() && dest->Writes();
+}
 
 int16_t FindFormatCode(std::string_view fileName) {
   const std::string end =
       UpperCase(fileName.size() < 3 ? fileName : fileName.substr(fileName.size() - 3));
-  for (const FormatRow& row : kRows) {
-    if (row.fileEnd != nullptr && end == row.fileEnd) return row.code;
+  for (const Codec* codec : kCodecs) {
+    if (!codec->fileEnd.empty() && end == codec->fileEnd) return codec->code;
   }
-  // VIP has no row end of its own: it is refused like any unknown end.
   if (!end.empty() && end[0] == 'U') return kCodeUFile;
   return kCodeRefused;
 }
 
 std::string ResolvePath(const std::string& path, int16_t code) {
   if (path.size() < 2 || path[1] != ':') return path;
-  const FormatRow* row = FindFormatRow(code);
-  const std::string_view extension = row != nullptr ? row->extension : "";
+  const std::string_view extension = CodecOf(code).extension;
   if (extension.empty()) return path;
   const std::string_view last4 =
       std::string_view(path).substr(path.size() >= 4 ? path.size() - 4 : 0);

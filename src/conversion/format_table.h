@@ -1,6 +1,7 @@
-// The format table: for each format code, its file-name end and extension, and the
-// rules that read and write it. The driver dispatches through it; a new format is a
-// new file under formats/ and a row here.
+// The codec registry: one record per format code, with named fields for everything the
+// frame, the design reader, the thread-colour writer and the command ask of a format.
+// A new format is a new file under formats/ that defines its record, and a line in
+// the registry; nothing outside asks for a format by its code.
 #pragma once
 
 #include <cstdint>
@@ -11,35 +12,124 @@
 
 namespace tavlin {
 
+// The format codes. Only the registry, the records and the frame's pass cases name them.
+enum FormatCode : int16_t {
+  kCodeRefused = -2,
+  kCodeDst = 0,
+  kCodeDsb = 1,
+  kCodeDsz = 2,
+  kCodeKsm = 3,
+  kCodeQep = 4,
+  kCodeT01 = 5,
+  kCodeCnd = 6,
+  kCodeExp = 7,
+  kCodeQcd = 8,
+  kCodeT03 = 9,
+  kCode10o = 10,
+  kCodeEmnet = 11,
+  kCodeVst = 12,
+  kCodeXxx = 13,
+  kCodeEmd = 14,
+  kCodeJef = 15,
+  kCodeSew = 16,
+  kCodeUFile = 17,
+  kCodePes = 18,
+  kCodePcm = 19,
+  kCodePcs = 20,
+  kCodeHus = 21,
+  kCodeVip = 22,
+  kCodeShv = 23,
+};
+
 enum class Decoded { Step, NoStep, End };
 
 using DecodeFn = Decoded (*)(ConversionRun&);
 using EncodeFn = void (*)(ConversionRun&);
 using RunHookFn = void (*)(ConversionRun&);
 
-struct FormatRow {
-  int16_t code;
-  const char* fileEnd;    // the last three characters of a file name, in upper case
-  const char* extension;  // what path resolution appends
-  const char* family;
-  DecodeFn decode;        // null: not read
-  EncodeFn encode;        // null: not written
-  RunHookFn openSource;   // positions a source that has an opening of its own
-  RunHookFn writeHead;    // a destination head of the format's own
-  RunHookFn writeEnd;     // the end record and trailer
-  bool sourceHeader512;   // a source starts with a 512-byte header that is skipped
-  bool destHeader512;     // a destination gets 512 spaces, the place of the text header
-  bool textHeader;        // the text header of the DST family is written at the end
-  std::string_view openingRecord;  // written behind the head
-  std::string_view drawnTrim;      // the trim record inserted for a run of DST jumps
-  int drawnTrimBack;               // bytes of the four jumps it goes ahead of
+// Where the frame writes a destination's opening record.
+enum class Opening {
+  None,
+  BehindHead,  // behind whatever head the pass start wrote, unless an Emnet source ran
+  Always,      // at the end of every pass start
 };
 
-// The row of a code, or null for a code no format has.
-const FormatRow* FindFormatRow(int16_t code);
-// All rows, in code order.
-const FormatRow* FormatRowsBegin();
-const FormatRow* FormatRowsEnd();
+// The palette whose indexes a destination stores for its threads.
+enum class ThreadPalette { Pes, Jef, Pcm, Hus };
+
+// Where a source keeps its RGB thread table: the count's offset, the table's offset,
+// and where the source is put back once the colours have been read.
+struct ThreadTableAt {
+  int64_t count = 0;
+  int64_t table = 0;
+  int64_t resume = 0;
+  bool Present() const { return table != 0; }
+};
+
+// The trim record a destination gets in front of the last jumps written, where a DST
+// source draws a trim as a run of jumps.
+struct DrawnTrim {
+  std::string_view record;
+  int back = 0;  // bytes of the four jumps it goes ahead of
+};
+
+struct Codec {
+  int16_t code = 0;
+  std::string_view fileEnd;    // the last three characters of a file name, upper case; empty: none
+  std::string_view extension;  // what path resolution appends to a drive path
+  std::string_view family;     // the machine maker's name for it
+
+  DecodeFn decode = nullptr;   // null: not read
+  EncodeFn encode = nullptr;   // null: not written
+  RunHookFn openSource = nullptr;  // positions a source that has an opening of its own
+  RunHookFn writeHead = nullptr;   // a destination head of the format's own
+  RunHookFn writeEnd = nullptr;    // the end record and trailer
+
+  bool textHeader = false;  // 512 bytes ahead of the records: a source skips them, a
+                            // destination gets spaces there and the text header at the end
+  std::string_view openingRecord;
+  Opening opening = Opening::None;
+  DrawnTrim drawnTrim;
+
+  // A wrapper (T01, T03): the code whose records it holds, and the record its head ends in.
+  int16_t wraps = 0;
+  std::string_view wrapperOpening;
+  bool Wrapper() const { return !wrapperOpening.empty(); }
+
+  int passes = 1;                 // a PES destination runs the source three times
+  bool countsColours = true;      // records per colour are kept for this destination
+  bool halvesLongSteps = false;   // a long step becomes two halves of its own kind
+  bool namesDesign = false;       // the head carries the host's design name
+  bool keepsNeedles = false;      // a source's needle codes are kept, not made colour changes
+  bool countsQepOpening = true;   // a QEP source's opening record counts as a stitch
+  bool drawsTrimsAsJumps = false; // a run of five jumps in the source stands for a trim
+  // CND: read only into QEP and QCD and written only from them; the codec works from the
+  // QEP record itself, so the frame neither moves, splits nor turns its steps.
+  bool carriesQepRecords = false;
+
+  bool designService = false;     // HUS, SHV: only the design-file service reads and writes them
+  ThreadTableAt threadTable;       // a source's RGB thread table
+  ThreadPalette palette = ThreadPalette::Pes;  // a destination's palette
+
+  // Whether this build reads or writes it (a wrapper as the records it holds).
+  bool Reads() const;
+  bool Writes() const;
+};
+
+// The record of a code; a code no format has gives the record of refused names.
+const Codec& CodecOf(int16_t code);
+// The record of a code, or null for a code no format has.
+const Codec* FindCodec(int16_t code);
+
+// Every record, in code order, the refused name's first.
+const Codec* const* CodecsBegin();
+const Codec* const* CodecsEnd();
+
+// A format a host can name: the record of refused names is not one.
+bool IsNamedFormat(const Codec& codec);
+// Whether a run from one code to the other has a reader and a writer in this build,
+// a wrapper counting as the records it holds.
+bool CanConvert(int16_t sourceType, int16_t destType);
 
 // The code for a file name by its last three characters; -2 for a refused one.
 int16_t FindFormatCode(std::string_view fileName);

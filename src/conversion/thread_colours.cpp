@@ -1,30 +1,15 @@
 #include "conversion/thread_colours.h"
 
-#include "conversion/conversion_run.h"
+#include "conversion/format_table.h"
 #include "conversion/numbers.h"
 #include "platform/run_time_error.h"
 #include "tables/palettes.h"
 
 namespace tavlin {
 
-namespace {
-
-struct TableAt {
-  int64_t count;
-  int64_t table;
-};
-
-bool HasThreadTable(int16_t sourceType) { return sourceType == kCodeQep || sourceType == kCodeVst; }
-
-TableAt TableOf(int16_t sourceType) {
-  return sourceType == kCodeQep ? TableAt{103, 113} : TableAt{78, 123};
-}
-
-}  // namespace
-
 std::string ReadThreadTable(BufferedFile& source, int16_t sourceType) {
-  if (!HasThreadTable(sourceType)) return {};
-  const TableAt at = TableOf(sourceType);
+  const ThreadTableAt at = CodecOf(sourceType).threadTable;
+  if (!at.Present()) return {};
   uint8_t count[2] = {0, 0};
   source.Seek(at.count);
   source.Read(count, 2);
@@ -43,12 +28,11 @@ std::string ChooseThreadPalette(int16_t sourceType, int16_t destType, BufferedFi
   for (size_t at = 0; at + 3 <= table.size(); at += 3) {
     const int r = ByteAt(table, at), g = ByteAt(table, at + 1), b = ByteAt(table, at + 2);
     int index = 0;
-    switch (destType) {
-      case kCodeJef:
-      case kCodeSew: index = MatchJefColour(r, g, b); break;
-      case kCodePcm: index = MatchPcmColour(r, g, b); break;
-      case kCodeHus: index = MatchHusColour(r, g, b); break;
-      default: index = MatchPesColour(r, g, b); break;
+    switch (CodecOf(destType).palette) {
+      case ThreadPalette::Jef: index = MatchJefColour(r, g, b); break;
+      case ThreadPalette::Pcm: index = MatchPcmColour(r, g, b); break;
+      case ThreadPalette::Hus: index = MatchHusColour(r, g, b); break;
+      case ThreadPalette::Pes: index = MatchPesColour(r, g, b); break;
     }
     indexes += static_cast<char>(index);
   }
@@ -57,7 +41,8 @@ std::string ChooseThreadPalette(int16_t sourceType, int16_t destType, BufferedFi
 
 std::string BuildUniqueColours(int16_t sourceType, BufferedFile& source,
                                std::array<int16_t, 129>& colourList) {
-  if (!HasThreadTable(sourceType)) return {};
+  const ThreadTableAt at = CodecOf(sourceType).threadTable;
+  if (!at.Present()) return {};
   const std::string table = ReadThreadTable(source, sourceType);
   if (table.size() / 3 > colourList.size()) throw RunTimeError(kSubscriptOutOfRange);
   std::string unique;
@@ -80,7 +65,7 @@ std::string BuildUniqueColours(int16_t sourceType, BufferedFile& source,
       unique += '\0' + triple;
     }
   }
-  source.Seek(sourceType == kCodeQep ? 0 : 1024);
+  source.Seek(at.resume);
   return unique;
 }
 

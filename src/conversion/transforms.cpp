@@ -1,5 +1,7 @@
 #include "conversion/transforms.h"
 
+#include "conversion/format_table.h"
+
 #include <cmath>
 #include <cstdlib>
 
@@ -10,7 +12,7 @@ void SplitLongStep(ConversionRun& run) {
   if (run.Splitting) {
     run.PartDone += 1;
     if (run.PartDone != run.PartCount) {
-      step.StepKind = run.DestType == kCodePes ? run.SavedKind : int16_t{KindJump};
+      step.StepKind = run.Dest->halvesLongSteps ? run.SavedKind : int16_t{KindJump};
       step.StepX = run.PartX;
       step.StepY = run.PartY;
     } else {
@@ -23,14 +25,14 @@ void SplitLongStep(ConversionRun& run) {
   }
   if (std::abs(step.StepX) <= kStepLimit && std::abs(step.StepY) <= kStepLimit) return;
   run.SavedKind = step.StepKind;
-  if (run.DestType == kCodePes) {
+  if (run.Dest->halvesLongSteps) {
     run.PartCount = 1;
     run.PartX = static_cast<int16_t>(std::nearbyint(step.StepX / 2.0));
     run.PartY = static_cast<int16_t>(std::nearbyint(step.StepY / 2.0));
   } else {
     step.StepKind = KindJump;
     const double x = step.StepX, y = step.StepY;
-    const double n = std::sqrt(x * x + y * y) / run.shared.MaxStitchLength;
+    const double n = std::sqrt(x * x + y * y) / run.settings.MaxStitchLength;
     run.PartCount = static_cast<int32_t>(n);
     const double divisor = std::trunc(1 + n);
     run.PartX = static_cast<int16_t>(std::trunc(step.StepX / divisor));
@@ -62,7 +64,7 @@ void Turn(StitchStep& step, bool clockwise) {
 void Rotate(ConversionRun& run) {
   if (run.PesTurned) Turn(run.step, false);
   if (run.TurnDesign) Turn(run.step, false);
-  if (run.DesignTurned && (!run.shared.PESAbosulteFlag || run.HoopCode == 5)) {
+  if (run.DesignTurned && (!run.settings.PESAbosulteFlag || run.HoopCode == 5)) {
     Turn(run.step, true);
   }
 }

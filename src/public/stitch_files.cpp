@@ -11,19 +11,13 @@
 
 namespace tavlin {
 
-namespace {
-
-bool Reads(const FormatRow& row) { return row.code != kCodeRefused && row.decode != nullptr; }
-
-bool Writes(const FormatRow& row) { return row.code != kCodeRefused && row.encode != nullptr; }
-
-}  // namespace
-
 std::vector<FormatInfo> StitchFormats() {
   std::vector<FormatInfo> formats;
-  for (const FormatRow* row = FormatRowsBegin(); row != FormatRowsEnd(); ++row) {
-    formats.push_back({row->code, row->fileEnd != nullptr ? row->fileEnd : "", row->extension,
-                       row->family, Reads(*row), Writes(*row)});
+  for (const Codec* const* at = CodecsBegin(); at != CodecsEnd(); ++at) {
+    const Codec& codec = **at;
+    const bool named = IsNamedFormat(codec);
+    formats.push_back({codec.code, std::string(codec.fileEnd), std::string(codec.extension),
+                       std::string(codec.family), named && codec.Reads(), named && codec.Writes()});
   }
   return formats;
 }
@@ -40,7 +34,7 @@ int16_t ConvertStitchFiles(const std::string& sourceFile, const std::string& des
 
 int16_t ReadDesign(const std::string& path,
                    const std::function<void(const DesignStep&)>& visit) {
-  return ReadDesignSteps(ThreadSharedRecord(), path, visit);
+  return ReadDesignSteps(ThreadSharedRecord().platform, path, visit);
 }
 
 int16_t SummariseDesign(const std::string& path, DesignSummary& summary) {

@@ -71,10 +71,9 @@ void VBWriteFile(SharedRecord& shared, const std::string& destPath) {
   }
   int16_t sourceType = FindFormatCode(state.loadedPath);
   int16_t destType = FindFormatCode(destPath);
-  const FormatRow* source = FindFormatRow(sourceType);
-  const FormatRow* dest = FindFormatRow(destType);
-  if (sourceType == kCodeRefused || destType == kCodeRefused || source->decode == nullptr ||
-      dest->encode == nullptr) {
+  const Codec& source = CodecOf(sourceType);
+  const Codec& dest = CodecOf(destType);
+  if (!IsNamedFormat(source) || !IsNamedFormat(dest) || !source.Reads() || !dest.Writes()) {
     Record(state, kServiceCannotConvert);
     return;
   }

@@ -31,10 +31,11 @@ std::ostream& operator<<(std::ostream& out, const Piece& p) {
 // The pieces a step is written as, cycle by cycle.
 std::vector<Piece> Split(int16_t kind, int16_t x, int16_t y, int16_t maxStitch,
                          int16_t destType = kCodeDst) {
-  SharedRecord shared;
-  shared.MaxStitchLength = maxStitch;
-  ConversionRun run(shared);
-  run.DestType = destType;
+  PlatformState platform;
+  ConversionSettings settings(platform);
+  settings.MaxStitchLength = maxStitch;
+  ConversionRun run(settings);
+  run.SetTypes(kCodeDst, destType);
   run.step = {x, y, kind};
   std::vector<Piece> pieces;
   SplitLongStep(run);
@@ -80,8 +81,9 @@ TEST(Splitting, ThePiecesAlwaysAddUpToTheStep) {
 }
 
 TEST(Rotation, TurnsByTheFlagsInOrder) {
-  SharedRecord shared;
-  ConversionRun run(shared);
+  PlatformState platform;
+  ConversionSettings settings(platform);
+  ConversionRun run(settings);
   run.step = {3, 1, KindStitch};
   run.PesTurned = true;
   Rotate(run);
@@ -89,7 +91,7 @@ TEST(Rotation, TurnsByTheFlagsInOrder) {
   EXPECT_EQ(run.step.StepY, 3);
   run.PesTurned = false;
   run.DesignTurned = true;
-  shared.PESAbosulteFlag = true;
+  settings.PESAbosulteFlag = true;
   Rotate(run);  // absolute PES and a hoop other than 5: no turn
   EXPECT_EQ(run.step.StepX, -1);
   run.HoopCode = 5;
@@ -101,10 +103,11 @@ TEST(Rotation, TurnsByTheFlagsInOrder) {
 // A destination that has a trim record gets it ahead of the last four jumps written.
 TEST(DrawnTrims, AFifthJumpPutsATrimAheadOfTheFourBefore) {
   test::TempDir dir;
-  SharedRecord shared;
-  ConversionRun run(shared);
-  run.DestType = kCodeQep;
-  run.dest = BufferedFile(OpenFile(shared.platform, dir / "d.QEP"));
+  PlatformState platform;
+  ConversionSettings settings(platform);
+  ConversionRun run(settings);
+  run.SetTypes(kCodeDst, kCodeQep);
+  run.dest = BufferedFile(OpenFile(platform, dir / "d.QEP"));
   const std::string jump = Bytes({0x01, 0x10, 0x00, 0xF0, 0xFF});
   auto feed = [&run, &jump](int16_t kind) {
     run.step.StepKind = kind;

@@ -33,8 +33,6 @@ void WriteMacro(ConversionRun& run, uint8_t code) {
   run.WriteBytes(r, 5);
 }
 
-}  // namespace
-
 Decoded DecodeCnd(ConversionRun& run) {
   uint8_t b[5];
   if (!run.ReadRecord(b, 5)) return Decoded::End;
@@ -153,5 +151,17 @@ void EncodeCnd(ConversionRun& run) {
   }
   run.WriteBytes(b, 5);
 }
+
+}  // namespace
+
+const Codec kCndCodec = {
+    .code = kCodeCnd,
+    .fileEnd = "CND",
+    .extension = ".CND",
+    .family = "Melco Premier, condensed",
+    .decode = DecodeCnd,
+    .encode = EncodeCnd,
+    .carriesQepRecords = true,
+};
 
 }  // namespace tavlin

@@ -31,8 +31,6 @@ int16_t TurnRotor(ConversionRun& run) {
   return run.NeedleRotor;
 }
 
-}  // namespace
-
 Decoded DecodeDsb(ConversionRun& run) {
   uint8_t r[3];
   if (!run.ReadRecord(r, 3) || r[0] == 0xF8) return Decoded::End;
@@ -43,8 +41,8 @@ Decoded DecodeDsb(ConversionRun& run) {
     run.step.StepKind = KindJump;
   } else if (code >= 8 && code <= 15) {
     run.NextColour();
-    // A QEP keeps the needle: 23 to 30.
-    run.step.StepKind = run.DestType == kCodeQep ? static_cast<int16_t>((r[0] & 0x0F) + 15)
+    // A destination that keeps needles gets 23 to 30.
+    run.step.StepKind = run.Dest->keepsNeedles ? static_cast<int16_t>((r[0] & 0x0F) + 15)
                                                  : int16_t{KindColour};
   }
   return Decoded::Step;
@@ -82,7 +80,7 @@ Decoded DecodeDsz(ConversionRun& run) {
     case 1: run.step.StepKind = KindJump; break;
     case 2:
       run.step.StepKind = KindNeedle;
-      if (run.DestType != kCodeQep) run.NextColour();
+      if (!run.Dest->keepsNeedles) run.NextColour();
       break;
     case 5: case 7: case 9: case 11: case 13:
       run.step.StepKind = static_cast<int16_t>(KindNeedle + (code - 3) / 2);
@@ -113,5 +111,41 @@ void EncodeDsz(ConversionRun& run) {
 }
 
 void EndDsz(ConversionRun& run) { run.WriteBytes(std::string_view("\x00\x00\x90", 3)); }
+
+}  // namespace
+
+const Codec kDsbCodec = {
+    .code = kCodeDsb,
+    .fileEnd = "DSB",
+    .extension = ".DSB",
+    .family = "Barudan",
+    .decode = DecodeDsb,
+    .encode = EncodeDsb,
+    .writeEnd = EndDsb,
+    .textHeader = true,
+};
+
+// A U file holds DSB records behind a head of 256 bytes.
+const Codec kUFileCodec = {
+    .code = kCodeUFile,
+    .extension = ".DSB",
+    .family = "Barudan DOS/2HD",
+    .decode = DecodeDsb,
+    .encode = EncodeDsb,
+    .openSource = OpenUFile,
+    .writeHead = WriteUFileHead,
+    .writeEnd = EndDsb,
+};
+
+const Codec kDszCodec = {
+    .code = kCodeDsz,
+    .fileEnd = "DSZ",
+    .extension = ".DSZ",
+    .family = "ZSK",
+    .decode = DecodeDsz,
+    .encode = EncodeDsz,
+    .writeEnd = EndDsz,
+    .textHeader = true,
+};
 
 }  // namespace tavlin

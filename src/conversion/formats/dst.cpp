@@ -3,7 +3,6 @@
 #include <array>
 #include <cstring>
 
-#include "conversion/drawn_trims.h"
 #include "conversion/formats/formats.h"
 
 namespace tavlin {
@@ -140,6 +139,8 @@ void EncodeTernary(int16_t kind, int16_t stepY, int16_t stepX, uint8_t out[3]) {
   out[2] = static_cast<uint8_t>(bits >> 16);
 }
 
+namespace {
+
 Decoded DecodeDst(ConversionRun& run) {
   uint8_t record[3];
   if (!run.ReadRecord(record, 3) || record[2] == 0xF3) return Decoded::End;
@@ -155,7 +156,6 @@ Decoded DecodeDst(ConversionRun& run) {
       run.NextColour();
       break;
   }
-  CountJumpRun(run);
   return Decoded::Step;
 }
 
@@ -175,5 +175,21 @@ void EndDst(ConversionRun& run) {
   static constexpr uint8_t kEnd[3] = {0x00, 0x00, 0xF3};
   run.WriteBytes(kEnd, 3);
 }
+
+}  // namespace
+
+const Codec kDstCodec = {
+    .code = kCodeDst,
+    .fileEnd = "DST",
+    .extension = ".DST",
+    .family = "Tajima",
+    .decode = DecodeDst,
+    .encode = EncodeDst,
+    .writeEnd = EndDst,
+    .textHeader = true,
+    .openingRecord = std::string_view("\x00\x00\x83", 3),
+    .opening = Opening::BehindHead,
+    .drawsTrimsAsJumps = true,
+};
 
 }  // namespace tavlin

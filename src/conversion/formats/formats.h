@@ -1,4 +1,5 @@
-// The entry points of each format's rules, for the format table.
+// The records of the formats that have rules in this build, each defined in its own
+// file, for the codec registry; and the few record helpers others share.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +8,18 @@
 
 namespace tavlin {
 
-// DST (dst.cpp)
+extern const Codec kDstCodec;    // dst.cpp
+extern const Codec kDsbCodec;    // dsb_dsz.cpp
+extern const Codec kUFileCodec;  // dsb_dsz.cpp
+extern const Codec kDszCodec;    // dsb_dsz.cpp
+extern const Codec kQepCodec;    // qep_qcd.cpp
+extern const Codec kQcdCodec;    // qep_qcd.cpp
+extern const Codec kCndCodec;    // cnd.cpp
+extern const Codec kT01Codec;    // t01_t03.cpp
+extern const Codec kT03Codec;    // t01_t03.cpp
+extern const Codec kRefusedCodec;  // refused.cpp
+
+// DST's balanced-ternary records (dst.cpp), which the bench and tests build designs with.
 struct TernaryStep {
   int16_t x = 0;
   int16_t y = 0;
@@ -17,35 +29,10 @@ TernaryStep DecodeTernary(const uint8_t bytes[3]);
 uint32_t TernaryBits(int16_t kind, int16_t stepY, int16_t stepX);
 // The same as three bytes.
 void EncodeTernary(int16_t kind, int16_t stepY, int16_t stepX, uint8_t out[3]);
-Decoded DecodeDst(ConversionRun& run);
-void EncodeDst(ConversionRun& run);
-void EndDst(ConversionRun& run);
 
-// DSB, U files and DSZ (dsb_dsz.cpp)
-Decoded DecodeDsb(ConversionRun& run);
-void EncodeDsb(ConversionRun& run);
-void EndDsb(ConversionRun& run);
-void OpenUFile(ConversionRun& run);
-void WriteUFileHead(ConversionRun& run);
-Decoded DecodeDsz(ConversionRun& run);
-void EncodeDsz(ConversionRun& run);
-void EndDsz(ConversionRun& run);
-
-// QEP and QCD (qep_qcd.cpp)
-Decoded DecodeQep(ConversionRun& run);
-void EncodeQep(ConversionRun& run);
-void EndQep(ConversionRun& run);
-
-// CND (cnd.cpp)
-Decoded DecodeCnd(ConversionRun& run);
-void EncodeCnd(ConversionRun& run);
-
-// A name whose format is refused (refused.cpp): three-byte records of no movement.
-Decoded DecodeRefused(ConversionRun& run);
-void EncodeRefused(ConversionRun& run);
-void EndRefused(ConversionRun& run);
-
-// T01 and T03: DST and DSB records in a wrapper (t01_t03.cpp).
+// The wrapper of T01 and T03 (t01_t03.cpp), which the frame's pass start runs: it
+// positions a wrapped source, writes a wrapped destination's head, and pads and counts
+// the destination at the end.
 void PositionWrappedSource(ConversionRun& run);
 void WriteWrapperHead(ConversionRun& run);
 void FinishWrapper(ConversionRun& run);

@@ -34,8 +34,6 @@ void UpdatePixelBox(ConversionRun& run) {
   run.MinPixY = std::min(run.MinPixY, pixY);
 }
 
-}  // namespace
-
 Decoded DecodeQep(ConversionRun& run) {
   uint8_t r[5];
   if (!run.ReadRecord(r, 5)) return Decoded::End;
@@ -43,7 +41,7 @@ Decoded DecodeQep(ConversionRun& run) {
   if (code == 4 || code == 5) {
     // A record of no meaning, or the opening record: no step.
     run.PassRecords -= 1;
-    if (code == 5 && run.DestType == kCodeJef) run.StitchCount -= 1;
+    if (code == 5 && !run.Dest->countsQepOpening) run.StitchCount -= 1;
     return Decoded::NoStep;
   }
   int32_t x = Signed16(r + 1);
@@ -57,7 +55,7 @@ Decoded DecodeQep(ConversionRun& run) {
   run.QepX = static_cast<int16_t>(x);
   run.QepY = static_cast<int16_t>(y);
   // QCD is read only for a CND destination, which works from the record itself.
-  if (run.SourceType == kCodeQcd) return Decoded::Step;
+  if (run.Source->code == kCodeQcd) return Decoded::Step;
   if (code == kFunctionRecord) {
     if (x == kFunctionTrim) {
       run.step.StepKind = KindTrim;
@@ -86,7 +84,7 @@ void EncodeQep(ConversionRun& run) {
     WriteRecord(run, kFunctionRecord, kFunctionSeven, 0);
     return;
   }
-  if (run.SourceType == kCodeCnd && run.CndParam != 0) {
+  if (run.Source->carriesQepRecords && run.CndParam != 0) {
     // A CND function with a parameter carries it in place of the position.
     WriteRecord(run, kind, run.CndNeedle, run.CndParam * 100);
   } else {
@@ -112,5 +110,40 @@ void EndQep(ConversionRun& run) {
   run.dest.Seek(95);
   run.WriteBytes(block);
 }
+
+}  // namespace
+
+constexpr auto kQepOpening = std::string_view("\x05\x00\x00\x00\x00", 5);
+
+const Codec kQepCodec = {
+    .code = kCodeQep,
+    .fileEnd = "QEP",
+    .extension = ".QEP",
+    .family = "Velmo Quick Expanded",
+    .decode = DecodeQep,
+    .encode = EncodeQep,
+    .writeEnd = EndQep,
+    .textHeader = true,
+    .openingRecord = kQepOpening,
+    .opening = Opening::Always,
+    .drawnTrim = {.record = std::string_view("\x1F\x09\x00\x00\x00", 5), .back = 20},
+    // The Barudan and ZSK needle codes survive only into the working format of disc reads.
+    .keepsNeedles = true,
+    .threadTable = {.count = 103, .table = 113, .resume = 0},
+};
+
+// QCD is read only into CND, which works from the record itself.
+const Codec kQcdCodec = {
+    .code = kCodeQcd,
+    .fileEnd = "QCD",
+    .extension = ".QCD",
+    .family = "Velmo Quick Condensed",
+    .decode = DecodeQep,
+    .encode = EncodeQep,
+    .writeEnd = EndQep,
+    .textHeader = true,
+    .openingRecord = kQepOpening,
+    .opening = Opening::Always,
+};
 
 }  // namespace tavlin

@@ -5,8 +5,8 @@
 namespace tavlin {
 
 namespace {
+
 constexpr uint8_t kZeroRecord[3] = {0, 0, 0};
-}
 
 Decoded DecodeRefused(ConversionRun& run) {
   uint8_t record[3];
@@ -19,5 +19,16 @@ Decoded DecodeRefused(ConversionRun& run) {
 void EncodeRefused(ConversionRun& run) { run.WriteBytes(kZeroRecord, 3); }
 
 void EndRefused(ConversionRun& run) { run.WriteBytes(kZeroRecord, 3); }
+
+}  // namespace
+
+const Codec kRefusedCodec = {
+    .code = kCodeRefused,
+    .family = "refused",
+    .decode = DecodeRefused,
+    .encode = EncodeRefused,
+    .writeEnd = EndRefused,
+    .textHeader = true,
+};
 
 }  // namespace tavlin

@@ -14,9 +14,25 @@ namespace {
 constexpr int64_t kWrapperHead = 468;
 constexpr int64_t kBlock = 12;
 
-int16_t Unwrapped(int16_t code) { return code == kCodeT01 ? kCodeDst : kCodeDsb; }
-
 }  // namespace
+
+const Codec kT01Codec = {
+    .code = kCodeT01,
+    .fileEnd = "T01",
+    .extension = ".T01",
+    .family = "DST records in a wrapper",
+    .wraps = kCodeDst,
+    .wrapperOpening = std::string_view("\x00\x00\x83", 3),
+};
+
+const Codec kT03Codec = {
+    .code = kCodeT03,
+    .fileEnd = "T03",
+    .extension = ".T03",
+    .family = "DSB records in a wrapper",
+    .wraps = kCodeDsb,
+    .wrapperOpening = std::string_view("\x81\x00\x00", 3),
+};
 
 void PositionWrappedSource(ConversionRun& run) {
   // The records begin at the first byte that isn't zero in 255..512, on a multiple of 3.
@@ -26,18 +42,14 @@ void PositionWrappedSource(ConversionRun& run) {
   const auto first = std::find_if(probe, probe + got, [](uint8_t b) { return b != 0; });
   const int64_t at = first == probe + got ? 513 : 255 + (first - probe);
   run.source.Seek(at / 3 * 3);
-  run.SourceType = Unwrapped(run.SourceType);
+  run.SetTypes(run.Source->wraps, run.DestType);
   run.SourceWrapped = true;
 }
 
 void WriteWrapperHead(ConversionRun& run) {
   WriteRepeated(run, 0, kWrapperHead);
-  if (run.DestType == kCodeT01) {
-    run.WriteBytes(std::string_view("\x00\x00\x83", 3));
-  } else {
-    run.WriteBytes(std::string_view("\x81\x00\x00", 3));
-  }
-  run.DestType = Unwrapped(run.DestType);
+  run.WriteBytes(run.Dest->wrapperOpening);
+  run.SetTypes(run.SourceType, run.Dest->wraps);
   run.DestWrapped = true;
 }
 
