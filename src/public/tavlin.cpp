@@ -3,15 +3,15 @@
 #include <cctype>
 #include <climits>
 
-#include "barudan/fdr3_disc.h"
-#include "barudan/fmc_disc.h"
+#include "discs/barudan/fdr3_disc.h"
+#include "discs/barudan/fmc_disc.h"
 #include "platform/run_time_error.h"
 #include "state/shared_record.h"
 #include "services/design_file_service.h"
 #include "services/disc_formatting.h"
 #include "services/platform_steps.h"
-#include "zskdos/dos_disc.h"
-#include "zskdos/zsk_disc.h"
+#include "discs/dos/dos_disc.h"
+#include "discs/zsk/zsk_disc.h"
 
 namespace tavlin {
 

@@ -9,7 +9,7 @@
 #include "tavlin/stitch_files.h"
 #include "tavlin/tavlin.h"
 #include "disc_fixture.h"
-#include "zskdos/zsk_disc.h"
+#include "discs/zsk/zsk_disc.h"
 
 namespace tavlin {
 namespace {

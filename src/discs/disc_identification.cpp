@@ -1,13 +1,13 @@
 // IdentifyDisc: a DOS disc is told by the design files in its root, a proprietary one
 // by the known places of its layout; then that family's listing runs.
-#include "barudan/fdr3_disc.h"
-#include "barudan/fmc_disc.h"
+#include "discs/barudan/fdr3_disc.h"
+#include "discs/barudan/fmc_disc.h"
 #include "platform/files.h"
 #include "platform/run_time_error.h"
 #include "services/platform_steps.h"
 #include "services/track_side.h"
-#include "zskdos/dos_disc.h"
-#include "zskdos/zsk_disc.h"
+#include "discs/dos/dos_disc.h"
+#include "discs/zsk/zsk_disc.h"
 
 namespace tavlin {
 

@@ -3,9 +3,9 @@
 #include <cstdio>
 
 #include "conversion/numbers.h"
-#include "services/disc_transfer.h"
+#include "discs/disc_transfer.h"
 #include "services/track_side.h"
-#include "zskdos/zsk_disc.h"
+#include "discs/zsk/zsk_disc.h"
 
 namespace tavlin {
 

@@ -1,4 +1,4 @@
-#include "services/disc_transfer.h"
+#include "discs/disc_transfer.h"
 
 #include <cstdio>
 

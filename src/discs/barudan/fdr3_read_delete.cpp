@@ -2,8 +2,8 @@
 // found again by its name when the disc has changed since.
 #include <cstdlib>
 
-#include "barudan/barudan_common.h"
-#include "barudan/fdr3_disc.h"
+#include "discs/barudan/barudan_common.h"
+#include "discs/barudan/fdr3_disc.h"
 #include "conversion/buffered_file.h"
 #include "conversion/convert.h"
 #include "conversion/format_table.h"
@@ -11,7 +11,7 @@
 #include "conversion/text_header.h"
 #include "platform/files.h"
 #include "platform/working_folder.h"
-#include "services/disc_transfer.h"
+#include "discs/disc_transfer.h"
 #include "services/sector_service.h"
 
 namespace tavlin {

@@ -7,7 +7,7 @@
 #include "conversion/numbers.h"
 #include "platform/files.h"
 #include "platform/run_time_error.h"
-#include "zskdos/dos_disc.h"
+#include "discs/dos/dos_disc.h"
 
 namespace tavlin {
 

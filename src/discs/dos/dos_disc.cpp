@@ -1,6 +1,6 @@
 // DosWrite, DosRead, DosDelete: designs as files on a DOS disc, converted on the way by
 // their extensions; the formats only the design-file service knows go by a DST file.
-#include "zskdos/dos_disc.h"
+#include "discs/dos/dos_disc.h"
 
 #include <cctype>
 

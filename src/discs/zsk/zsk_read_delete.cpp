@@ -9,10 +9,10 @@
 #include "conversion/text_header.h"
 #include "platform/files.h"
 #include "platform/working_folder.h"
-#include "services/disc_transfer.h"
+#include "discs/disc_transfer.h"
 #include "services/sector_service.h"
 #include "services/track_side.h"
-#include "zskdos/zsk_disc.h"
+#include "discs/zsk/zsk_disc.h"
 
 namespace tavlin {
 

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "barudan/barudan_common.h"
-#include "barudan/fmc_disc.h"
+#include "discs/barudan/barudan_common.h"
+#include "discs/barudan/fmc_disc.h"
 #include "conversion/buffered_file.h"
 #include "conversion/convert.h"
 #include "conversion/format_table.h"
@@ -12,7 +12,7 @@
 #include "conversion/text_header.h"
 #include "platform/files.h"
 #include "platform/working_folder.h"
-#include "services/disc_transfer.h"
+#include "discs/disc_transfer.h"
 #include "services/sector_service.h"
 #include "services/track_side.h"
 

@@ -2,7 +2,7 @@
 // and failing where a test says so without losing what stood.
 #include <gtest/gtest.h>
 
-#include "barudan/fdr3_disc.h"
+#include "discs/barudan/fdr3_disc.h"
 #include "disc_fixture.h"
 #include "state/shared_record.h"
 #include "tavlin/stitch_files.h"

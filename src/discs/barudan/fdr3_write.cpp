@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <vector>
 
-#include "barudan/barudan_common.h"
-#include "barudan/fdr3_disc.h"
+#include "discs/barudan/barudan_common.h"
+#include "discs/barudan/fdr3_disc.h"
 #include "conversion/buffered_file.h"
 #include "conversion/convert.h"
 #include "conversion/format_table.h"
@@ -13,7 +13,7 @@
 #include "conversion/text_header.h"
 #include "platform/files.h"
 #include "platform/working_folder.h"
-#include "services/disc_transfer.h"
+#include "discs/disc_transfer.h"
 #include "services/sector_service.h"
 
 namespace tavlin {

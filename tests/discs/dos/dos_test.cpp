@@ -8,7 +8,7 @@
 #include "platform/files.h"
 #include "state/shared_record.h"
 #include "tavlin/stitch_files.h"
-#include "zskdos/dos_disc.h"
+#include "discs/dos/dos_disc.h"
 
 namespace tavlin {
 namespace {

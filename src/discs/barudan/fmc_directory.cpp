@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "barudan/fmc_disc.h"
+#include "discs/barudan/fmc_disc.h"
 #include "conversion/numbers.h"
-#include "services/disc_transfer.h"
+#include "discs/disc_transfer.h"
 #include "services/sector_service.h"
 #include "services/track_side.h"
 

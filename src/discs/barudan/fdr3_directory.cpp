@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "barudan/fdr3_disc.h"
+#include "discs/barudan/fdr3_disc.h"
 #include "conversion/numbers.h"
-#include "services/disc_transfer.h"
+#include "discs/disc_transfer.h"
 
 namespace tavlin {
 
