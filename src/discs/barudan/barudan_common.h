@@ -1,12 +1,21 @@
 // What the two Barudan families write and delete alike.
 #pragma once
 
+#include <array>
 #include <string>
 #include <vector>
 
 #include "conversion/buffered_file.h"
+#include "state/shared_record.h"
 
 namespace tavlin {
+
+// The blocks of the last pass over a Barudan directory. FMC and FDR3 keep them in one
+// place, so the one family's delete after the other's listing acts on that listing.
+struct BarudanLists {
+  std::array<std::string, kListSlots> ListBlocks;  // FMC: one byte a block; FDR3: two
+  std::array<bool, 256> BlockUsed{};
+};
 
 // Design numbers as the discs write them: two decimal digits, "01" to "99".
 inline std::string TwoDigits(int number) {

@@ -51,12 +51,13 @@ std::string Fdr3EntryBlocks(const std::string& directory, int entry) {
 
 int Fdr3CollectFiles(SharedRecord& shared, const std::string& wanted, int& found,
                      std::array<int32_t, kListSlots>& totals) {
+  BarudanLists& lists = shared.Own<BarudanLists>();
   for (std::string& name : shared.ListNames) name.clear();
-  for (std::string& blocks : shared.ListBlocks) blocks.clear();
+  for (std::string& blocks : lists.ListBlocks) blocks.clear();
   totals.fill(0);
   found = 0;
   int files = 0;
-  const std::string& directory = shared.Fdr3DirectoryImage;
+  const std::string& directory = shared.Own<Fdr3State>().DirectoryImage;
   for (int entry = 0; entry < kFdr3Entries; ++entry) {
     if (Fdr3EntryFree(directory, entry)) continue;
     const std::string name = Fdr3EntryName(directory, entry);
@@ -71,27 +72,28 @@ int Fdr3CollectFiles(SharedRecord& shared, const std::string& wanted, int& found
     }
     // Only bytes 28 and 29 of the count are read, as a signed 16-bit number.
     totals[slot] += Bytes2ToInt(directory.substr(static_cast<size_t>(entry) * kFdr3EntryBytes + 28, 2));
-    shared.ListBlocks[slot] += Fdr3EntryBlocks(directory, entry);
+    lists.ListBlocks[slot] += Fdr3EntryBlocks(directory, entry);
   }
   return files;
 }
 
 int16_t Fdr3ListDirectory(SharedRecord& shared) {
+  BarudanLists& lists = shared.Own<BarudanLists>();
   StartListing(shared, 1);
-  shared.BlockUsed.fill(false);
+  lists.BlockUsed.fill(false);
   for (std::string& detail : shared.ListDetails) detail.clear();
 
   if (ReadSideImage(shared, kDirectoryTrack, kDirectoryHead, kFdr3SectorOrder,
-                    shared.Fdr3DirectoryImage) != SidePass::Read) {
+                    shared.Own<Fdr3State>().DirectoryImage) != SidePass::Read) {
     return 1;
   }
   int found = 0;
   std::array<int32_t, kListSlots> totals{};
   const int files = Fdr3CollectFiles(shared, {}, found, totals);
   for (int slot = 1; slot <= files; ++slot) {
-    const std::string& blocks = shared.ListBlocks[static_cast<size_t>(slot)];
+    const std::string& blocks = lists.ListBlocks[static_cast<size_t>(slot)];
     // Only the low byte of a block number counts as a block.
-    for (size_t at = 0; at < blocks.size(); at += 2) shared.BlockUsed[At(blocks, at)] = true;
+    for (size_t at = 0; at < blocks.size(); at += 2) lists.BlockUsed[At(blocks, at)] = true;
     char detail[16];
     std::snprintf(detail, sizeof detail, "%7d", totals[static_cast<size_t>(slot)]);
     shared.ListDetails[static_cast<size_t>(slot)] = detail;
@@ -100,7 +102,7 @@ int16_t Fdr3ListDirectory(SharedRecord& shared) {
 
   int32_t bytes = 0;
   for (int block = kFdr3FirstDataBlock; block <= kFdr3LastBlock; ++block) {
-    if (!shared.BlockUsed[static_cast<size_t>(block)]) bytes += 2048;
+    if (!lists.BlockUsed[static_cast<size_t>(block)]) bytes += 2048;
   }
   shared.DiscByteCount = bytes;
   shared.DiscFormatText = "Barudan FDR";

@@ -5,10 +5,16 @@
 #include <cstdint>
 #include <string>
 
+#include "discs/barudan/barudan_common.h"
 #include "state/shared_record.h"
 #include "services/track_side.h"
 
 namespace tavlin {
+
+// The directory of the last pass.
+struct Fdr3State {
+  std::string DirectoryImage;
+};
 
 constexpr SectorOrder kFdr3SectorOrder = {1, 6, 11, 16, 5, 10, 15, 4, 9, 14, 3, 8, 13, 2, 7, 12};
 constexpr int kFdr3FirstDataBlock = 2;

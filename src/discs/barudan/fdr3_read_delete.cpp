@@ -81,7 +81,7 @@ int16_t Fdr3Read(SharedRecord& shared, int slot, const std::string& destName) {
   const bool dstKind = wanted.size() == 12 && wanted[9] == 'E';
   SetVector25632(shared.platform);
   SetDiscDSDD32(shared.platform);
-  if (ReadSideImage(shared, 40, 0, kFdr3SectorOrder, shared.Fdr3DirectoryImage) != SidePass::Read) {
+  if (ReadSideImage(shared, 40, 0, kFdr3SectorOrder, shared.Own<Fdr3State>().DirectoryImage) != SidePass::Read) {
     return 1;
   }
   for (size_t s = 1; s <= 100; ++s) shared.ListDetails[s].clear();
@@ -91,7 +91,7 @@ int16_t Fdr3Read(SharedRecord& shared, int slot, const std::string& destName) {
   if (found != 0) slot = found;
   if (files == 0 || slot < 1 || slot > files) return 2;
   const int64_t total = totals[static_cast<size_t>(slot)] - 256;
-  const std::string blocks = shared.ListBlocks[static_cast<size_t>(slot)];
+  const std::string blocks = shared.Own<BarudanLists>().ListBlocks[static_cast<size_t>(slot)];
   const int first = blocks.empty() ? 0 : static_cast<uint8_t>(blocks[0]);
   const uint8_t firstSector = kFdr3SectorOrder[static_cast<size_t>(Fdr3BlockFirstPiece(first))];
   if (!ReadSectorTries(shared, Fdr3BlockTrack(first), Fdr3BlockHead(first), firstSector, 1)) {
@@ -104,18 +104,20 @@ int16_t Fdr3Read(SharedRecord& shared, int slot, const std::string& destName) {
 }
 
 int16_t Fdr3Delete(SharedRecord& shared, int slot) {
+  Fdr3State& fdr3 = shared.Own<Fdr3State>();
+  BarudanLists& lists = shared.Own<BarudanLists>();
   PumpMessages(shared.platform);
   if (slot < 1 || slot >= static_cast<int>(kListSlots)) return 2;
   const std::string name = shared.ListNames[static_cast<size_t>(slot)];
-  if (name.size() != 12 || shared.Fdr3DirectoryImage.size() != 4096) return 2;
-  const std::string& blocks = shared.ListBlocks[static_cast<size_t>(slot)];
+  if (name.size() != 12 || fdr3.DirectoryImage.size() != 4096) return 2;
+  const std::string& blocks = lists.ListBlocks[static_cast<size_t>(slot)];
   for (size_t at = 0; at < blocks.size(); at += 2) {
-    shared.BlockUsed[static_cast<uint8_t>(blocks[at])] = false;
+    lists.BlockUsed[static_cast<uint8_t>(blocks[at])] = false;
     shared.DiscByteCount += 2048;
   }
   shared.FreeStitchesText = ThousandsText(shared.DiscByteCount / 3);
   // Each entry of the file is marked deleted in the byte before its name.
-  std::string& directory = shared.Fdr3DirectoryImage;
+  std::string& directory = fdr3.DirectoryImage;
   const std::string discName = name.substr(0, 8) + name.substr(9, 3);
   MarkEntriesDeleted(directory, discName, static_cast<char>(0xFF), 128);
   shared.ListNames[static_cast<size_t>(slot)] = "DELETED";

@@ -63,12 +63,14 @@ void CompleteEntry(BlockEntry& entry, int32_t count) {
 }  // namespace
 
 int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std::string& destFile) {
+  Fdr3State& fdr3 = shared.Own<Fdr3State>();
+  BarudanLists& lists = shared.Own<BarudanLists>();
   shared.SectorBuffer.fill(0);
   shared.SectorBufferLen = static_cast<int16_t>(kSectorBufferBytes);
   if (sourceFile.empty()) return 2;
   SetVector25632(shared.platform);
   SetDiscDSDD32(shared.platform);
-  if (ReadSideImage(shared, 40, 0, kFdr3SectorOrder, shared.Fdr3DirectoryImage) != SidePass::Read) {
+  if (ReadSideImage(shared, 40, 0, kFdr3SectorOrder, fdr3.DirectoryImage) != SidePass::Read) {
     return 1;
   }
   int found = 0;
@@ -77,14 +79,14 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
   const std::array<std::string, kListSlots> names = shared.ListNames;
   const int files = Fdr3CollectFiles(shared, {}, found, totals);
   std::vector<bool> numberTaken(100, false);
-  shared.BlockUsed.fill(false);
+  lists.BlockUsed.fill(false);
   for (int slot = 1; slot <= files; ++slot) {
     const std::string& name = shared.ListNames[static_cast<size_t>(slot)];
     const long number = std::strtol(name.substr(10, 2).c_str(), nullptr, 10);
     if (number >= 1 && number <= 99) numberTaken[static_cast<size_t>(number)] = true;
-    const std::string& blocks = shared.ListBlocks[static_cast<size_t>(slot)];
+    const std::string& blocks = lists.ListBlocks[static_cast<size_t>(slot)];
     for (size_t at = 0; at < blocks.size(); at += 2) {
-      shared.BlockUsed[static_cast<uint8_t>(blocks[at])] = true;
+      lists.BlockUsed[static_cast<uint8_t>(blocks[at])] = true;
     }
   }
   shared.ListNames = names;
@@ -101,7 +103,7 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
   const int64_t length = file.Length();
   int32_t freeBytes = 0;
   for (int block = kFdr3FirstDataBlock; block <= kFdr3LastBlock; ++block) {
-    if (!shared.BlockUsed[static_cast<size_t>(block)]) freeBytes += 2048;
+    if (!lists.BlockUsed[static_cast<size_t>(block)]) freeBytes += 2048;
   }
   shared.DiscByteCount = freeBytes;
   if (freeBytes < length) return 5;
@@ -120,7 +122,7 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
   bool ended = false, firstPiece = true;
   TrackSideWriter sides(shared);
   for (int block = kFdr3FirstDataBlock; block <= kFdr3LastBlock && !ended; ++block) {
-    if (shared.BlockUsed[static_cast<size_t>(block)]) continue;
+    if (lists.BlockUsed[static_cast<size_t>(block)]) continue;
     BlockEntry& entry = entries.back();
     entry.bytes += static_cast<char>(block);
     entry.bytes += '\0';
@@ -142,7 +144,7 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
   CompleteEntry(entries.back(), static_cast<int32_t>(length - 512 - fullBytes + 256));
   file.Close();
 
-  std::string& image = shared.Fdr3DirectoryImage;
+  std::string& image = fdr3.DirectoryImage;
   if (!PlaceEntries(image, entries, 0, kFdr3Entries, Fdr3EntryFree)) return 1;
   if (!WriteSideImage(shared, image, 40, 0, kFdr3SectorOrder, false)) return 1;
   return 0;

@@ -44,7 +44,7 @@ int16_t FmcWriteIndex(SharedRecord& shared, const std::string& image) {
 
 FmcPass FmcReadDirectory(SharedRecord& shared) {
   const SidePass pass = ReadSideImage(
-      shared, kDirectoryTrack, kDirectoryHead, kFmcSectorOrder, shared.FmcDirectoryImage,
+      shared, kDirectoryTrack, kDirectoryHead, kFmcSectorOrder, shared.Own<FmcState>().DirectoryImage,
       [](const std::string& first) { return first.compare(1, kSignature.size(), kSignature) == 0; });
   switch (pass) {
     case SidePass::SectorFailed: return FmcPass::SectorFailed;
@@ -55,7 +55,7 @@ FmcPass FmcReadDirectory(SharedRecord& shared) {
 }
 
 bool FmcWriteDirectory(SharedRecord& shared, bool pumpEachSector) {
-  return WriteSideImage(shared, shared.FmcDirectoryImage, kDirectoryTrack, kDirectoryHead,
+  return WriteSideImage(shared, shared.Own<FmcState>().DirectoryImage, kDirectoryTrack, kDirectoryHead,
                         kFmcSectorOrder, pumpEachSector);
 }
 
@@ -75,15 +75,17 @@ std::string FmcEntryBlocks(const std::string& directory, int entry) {
 }
 
 int FmcCollectFiles(SharedRecord& shared, const std::string& wanted, int& found) {
+  FmcState& fmc = shared.Own<FmcState>();
+  BarudanLists& lists = shared.Own<BarudanLists>();
   for (std::string& name : shared.ListNames) name.clear();
-  for (std::string& blocks : shared.ListBlocks) blocks.clear();
+  for (std::string& blocks : lists.ListBlocks) blocks.clear();
   shared.ListBlockCounts.fill(0);
   found = 0;
   int files = 0;
   for (int entry = 1; entry < kFmcEntries; ++entry) {
-    if (FmcEntryFree(shared.FmcDirectoryImage, entry)) continue;
-    const std::string name = FmcEntryName(shared.FmcDirectoryImage, entry);
-    const std::string blocks = FmcEntryBlocks(shared.FmcDirectoryImage, entry);
+    if (FmcEntryFree(fmc.DirectoryImage, entry)) continue;
+    const std::string name = FmcEntryName(fmc.DirectoryImage, entry);
+    const std::string blocks = FmcEntryBlocks(fmc.DirectoryImage, entry);
     const auto end = shared.ListNames.begin() + files + 1;
     const auto same = std::find(shared.ListNames.begin() + 1, end, name);
     size_t slot = static_cast<size_t>(same - shared.ListNames.begin());
@@ -92,17 +94,17 @@ int FmcCollectFiles(SharedRecord& shared, const std::string& wanted, int& found)
       shared.ListNames[slot] = name;
       if (name == wanted && found == 0) found = files;
     }
-    shared.ListBlocks[slot] += blocks;
+    lists.ListBlocks[slot] += blocks;
     shared.ListBlockCounts[slot] = static_cast<int16_t>(std::count_if(
-        shared.ListBlocks[slot].begin(), shared.ListBlocks[slot].end(), [](char b) { return b != 0; }));
+        lists.ListBlocks[slot].begin(), lists.ListBlocks[slot].end(), [](char b) { return b != 0; }));
   }
   return files;
 }
 
-int32_t FmcFreeBytes(const SharedRecord& shared, bool listing) {
+int32_t FmcFreeBytes(SharedRecord& shared, bool listing) {
   int32_t bytes = 0;
   for (int block = kFmcFirstDataBlock; block <= 255; ++block) {
-    if (shared.BlockUsed[static_cast<size_t>(block)]) continue;
+    if (shared.Own<BarudanLists>().BlockUsed[static_cast<size_t>(block)]) continue;
     if (block <= kFmcLastDataBlock) bytes += 4096;
     // The listing counts 2048 more for every free block number a byte can hold.
     if (listing) bytes += 2048;
@@ -111,11 +113,13 @@ int32_t FmcFreeBytes(const SharedRecord& shared, bool listing) {
 }
 
 int16_t FmcListDirectory(SharedRecord& shared) {
+  FmcState& fmc = shared.Own<FmcState>();
+  BarudanLists& lists = shared.Own<BarudanLists>();
   StartListing(shared, 2);
-  shared.BlockUsed.fill(false);
+  lists.BlockUsed.fill(false);
 
-  shared.FmcIndexImage = FmcReadIndex(shared);
-  if (shared.FmcIndexImage.empty()) return 3;
+  fmc.IndexImage = FmcReadIndex(shared);
+  if (fmc.IndexImage.empty()) return 3;
   switch (FmcReadDirectory(shared)) {
     case FmcPass::SectorFailed: return 1;
     case FmcPass::NotFmc: return 3;
@@ -124,13 +128,13 @@ int16_t FmcListDirectory(SharedRecord& shared) {
   int found = 0;
   const int files = FmcCollectFiles(shared, {}, found);
   for (int slot = 1; slot <= files; ++slot) {
-    for (char block : shared.ListBlocks[static_cast<size_t>(slot)]) {
-      if (block != 0) shared.BlockUsed[static_cast<uint8_t>(block)] = true;
+    for (char block : lists.ListBlocks[static_cast<size_t>(slot)]) {
+      if (block != 0) lists.BlockUsed[static_cast<uint8_t>(block)] = true;
     }
   }
   // Each file's stitch count, from the first sector of its first block.
   for (int slot = 1; slot <= files; ++slot) {
-    const std::string& blocks = shared.ListBlocks[static_cast<size_t>(slot)];
+    const std::string& blocks = lists.ListBlocks[static_cast<size_t>(slot)];
     const int first = blocks.empty() ? 0 : static_cast<uint8_t>(blocks[0]);
     if (!ReadSectorTries(shared, FmcBlockTrack(first), FmcBlockHead(first), 1, 1)) return 1;
     const uint8_t* b = shared.SectorBuffer.data();

@@ -6,10 +6,17 @@
 #include <cstdint>
 #include <string>
 
+#include "discs/barudan/barudan_common.h"
 #include "state/shared_record.h"
 #include "services/track_side.h"
 
 namespace tavlin {
+
+// The images of the last pass over the directory.
+struct FmcState {
+  std::string DirectoryImage;
+  std::string IndexImage;
+};
 
 constexpr int kFmcEntryBytes = 32;
 constexpr int kFmcEntries = 128;          // entry 0 is the disc's signature
@@ -49,7 +56,7 @@ int FmcCollectFiles(SharedRecord& shared, const std::string& wanted, int& found)
 
 // Free bytes by BlockUsed: 4096 for each free block from 2 to 159, and as a listing
 // counts them, 2048 more for each free block number from 2 to 255.
-int32_t FmcFreeBytes(const SharedRecord& shared, bool listing);
+int32_t FmcFreeBytes(SharedRecord& shared, bool listing);
 
 int16_t FmcListDirectory(SharedRecord& shared);
 int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile);

@@ -82,7 +82,7 @@ int16_t FmcRead(SharedRecord& shared, int slot, const std::string& destName) {
   const int files = FmcCollectFiles(shared, wanted, found);
   if (found != 0) slot = found;
   if (files == 0 || slot < 1 || slot > files) return 2;
-  const std::string blocks = shared.ListBlocks[static_cast<size_t>(slot)];
+  const std::string blocks = shared.Own<BarudanLists>().ListBlocks[static_cast<size_t>(slot)];
   const int first = blocks.empty() ? 0 : static_cast<uint8_t>(blocks[0]);
   if (!ReadSectorTries(shared, FmcBlockTrack(first), FmcBlockHead(first), 1, 1)) return 1;
 
@@ -92,26 +92,28 @@ int16_t FmcRead(SharedRecord& shared, int slot, const std::string& destName) {
 }
 
 int16_t FmcDelete(SharedRecord& shared, int slot) {
+  FmcState& fmc = shared.Own<FmcState>();
+  BarudanLists& lists = shared.Own<BarudanLists>();
   PumpMessages(shared.platform);
   if (slot < 1 || slot >= static_cast<int>(kListSlots)) return 2;
   const std::string name = shared.ListNames[static_cast<size_t>(slot)];
   // A slot the last listing didn't fill names nothing to delete.
   if (name.size() < 12) return 2;
-  for (char blockByte : shared.ListBlocks[static_cast<size_t>(slot)]) {
+  for (char blockByte : lists.ListBlocks[static_cast<size_t>(slot)]) {
     const auto block = static_cast<uint8_t>(blockByte);
-    shared.BlockUsed[block] = false;
+    lists.BlockUsed[block] = false;
     if (block != 0) shared.DiscByteCount += 4096;
   }
   shared.FreeStitchesText = ThousandsText(shared.DiscByteCount / 3);
 
-  std::string& index = shared.FmcIndexImage;
+  std::string& index = fmc.IndexImage;
   const size_t record = index.find(name.substr(0, 3));
   if (record != std::string::npos) {
     index.replace(record, std::min<size_t>(32, index.size() - record),
                   std::min<size_t>(32, index.size() - record), ' ');
   }
   // Each entry of the design is marked free in the byte before its name.
-  std::string& directory = shared.FmcDirectoryImage;
+  std::string& directory = fmc.DirectoryImage;
   const std::string discName = name.substr(0, 8) + name.substr(name.size() - 3);
   MarkEntriesDeleted(directory, discName, static_cast<char>(0xE5), 127);
   shared.ListNames[static_cast<size_t>(slot)] = "DELETED";

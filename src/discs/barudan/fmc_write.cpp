@@ -91,26 +91,28 @@ std::string IndexRecord(int number) {
 }  // namespace
 
 int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile) {
+  FmcState& fmc = shared.Own<FmcState>();
+  BarudanLists& lists = shared.Own<BarudanLists>();
   shared.SectorBuffer.fill(0);
   shared.SectorBufferLen = static_cast<int16_t>(kSectorBufferBytes);
   if (sourceFile.empty()) return 2;
   SetVector25632(shared.platform);
   SetDiscDSDD32(shared.platform);
-  shared.FmcIndexImage = FmcReadIndex(shared);
-  if (shared.FmcIndexImage.empty()) return 1;
+  fmc.IndexImage = FmcReadIndex(shared);
+  if (fmc.IndexImage.empty()) return 1;
   if (FmcReadDirectory(shared) != FmcPass::Read) return 1;
 
   // What the directory holds now: numbers taken and blocks used.
   std::vector<bool> numberTaken(100, false);
-  shared.BlockUsed.fill(false);
-  const std::string& directory = shared.FmcDirectoryImage;
+  lists.BlockUsed.fill(false);
+  const std::string& directory = fmc.DirectoryImage;
   for (int entry = 1; entry < kFmcEntries; ++entry) {
     if (FmcEntryFree(directory, entry)) continue;
     const long number = std::strtol(directory.substr(static_cast<size_t>(entry) * 32 + 2, 2).c_str(),
                                     nullptr, 10);
     if (number >= 1 && number <= 99) numberTaken[static_cast<size_t>(number)] = true;
     for (char block : FmcEntryBlocks(directory, entry)) {
-      shared.BlockUsed[static_cast<uint8_t>(block)] = true;
+      lists.BlockUsed[static_cast<uint8_t>(block)] = true;
     }
   }
   const int number =
@@ -141,7 +143,7 @@ int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile) {
   bool ended = false, firstPiece = true;
   TrackSideWriter sides(shared);
   for (int block = kFmcFirstDataBlock; block <= kFmcLastDataBlock && !ended; ++block) {
-    if (shared.BlockUsed[static_cast<size_t>(block)]) continue;
+    if (lists.BlockUsed[static_cast<size_t>(block)]) continue;
     BlockEntry& entry = entries.back();
     entry.bytes += static_cast<char>(block);
     if (++entry.blocks == kBlocksPerEntry) {
@@ -163,16 +165,16 @@ int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile) {
   file.Close();
 
   // The new entries over the lowest free ones; entry 0 is the signature.
-  if (!PlaceEntries(shared.FmcDirectoryImage, entries, 1, kFmcEntries, FmcEntryFree)) return 1;
+  if (!PlaceEntries(fmc.DirectoryImage, entries, 1, kFmcEntries, FmcEntryFree)) return 1;
   // The design's index record in the last free record, if there is one.
   for (int record = 35; record >= 0; --record) {
     const size_t at = static_cast<size_t>(record) * 32;
-    if (shared.FmcIndexImage[at] == ' ') {
-      shared.FmcIndexImage.replace(at, 32, IndexRecord(number));
+    if (fmc.IndexImage[at] == ' ') {
+      fmc.IndexImage.replace(at, 32, IndexRecord(number));
       break;
     }
   }
-  if (FmcWriteIndex(shared, shared.FmcIndexImage) != 0) return 1;
+  if (FmcWriteIndex(shared, fmc.IndexImage) != 0) return 1;
   if (!FmcWriteDirectory(shared, false)) return 1;
   return 0;
 }

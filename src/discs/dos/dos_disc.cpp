@@ -50,7 +50,7 @@ void WriteHusColourBytes(SharedRecord& shared, const std::string& sourceFile, in
 }
 
 int16_t DosWrite(SharedRecord& shared, const std::string& sourceFile, const std::string& destFile) {
-  shared.LastDosWriteName = destFile;
+  shared.Own<DosState>().LastWriteName = destFile;
   try {
     if (shared.PlatformId == 1) {
       RestoreVector(shared);
@@ -80,7 +80,8 @@ int16_t DosWrite(SharedRecord& shared, const std::string& sourceFile, const std:
 }
 
 int16_t DosRead(SharedRecord& shared, const std::string& sourceName, const std::string& destName) {
-  shared.LastDosReadName = sourceName;
+  DosState& dos = shared.Own<DosState>();
+  dos.LastReadName = sourceName;
   try {
     const int16_t sourceType = FindFormatCode(sourceName);
     const int16_t destType = FindFormatCode(destName);
@@ -93,11 +94,11 @@ int16_t DosRead(SharedRecord& shared, const std::string& sourceName, const std::
     const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
     CopyFile(shared.platform, sourceName, working.Path());
     PumpMessages(shared.platform);
-    shared.HusSourceName.clear();
+    dos.HusSourceName.clear();
     if (OfTheService(sourceType)) {
       const ScopedWorkingFile copy(shared.platform, "$TEMP." + LastThree(sourceName));
       RenameFile(shared.platform, working.Path(), copy.Path());
-      if (sourceType == kCodeHus) shared.HusSourceName = sourceName;
+      if (sourceType == kCodeHus) dos.HusSourceName = sourceName;
       const ScopedWorkingFile dst(shared.platform, "$TEMP.DST");
       const int16_t code = RunDesignFileSequence(shared, copy.Path(), dst.Path(),
                                                  [&copy] { copy.Remove(); });

@@ -10,6 +10,13 @@
 
 namespace tavlin {
 
+// The names of the last transfers, as the class keeps them.
+struct DosState {
+  std::string LastWriteName;
+  std::string LastReadName;
+  std::string HusSourceName;
+};
+
 int16_t DosWrite(SharedRecord& shared, const std::string& sourceFile, const std::string& destFile);
 int16_t DosRead(SharedRecord& shared, const std::string& sourceName, const std::string& destName);
 int16_t DosDelete(SharedRecord& shared, const std::string& fileName);

@@ -120,18 +120,19 @@ int ZskLink(const std::string& table, int block) {
 }
 
 int16_t ZskListDirectory(SharedRecord& shared) {
+  ZskState& zsk = shared.Own<ZskState>();
   StartListing(shared, 3);
   for (size_t slot = 1; slot <= 36; ++slot) shared.ListDetails[slot].clear();
 
-  shared.ZskTable = ZskReadDirectoryTrack(shared);
-  if (shared.ZskTable.empty()) return 1;
-  shared.ZskDirectoryBlockNo = ZskField(shared.ZskTable, 8);
-  shared.ZskDirectoryBlock = ZskReadBlock(shared, shared.ZskDirectoryBlockNo);
-  if (shared.ZskDirectoryBlock.empty()) return 1;
-  const int freeBlocks = ZskField(shared.ZskTable, 0);
-  shared.ZskFreeHead = ZskField(shared.ZskTable, 2);
+  zsk.Table = ZskReadDirectoryTrack(shared);
+  if (zsk.Table.empty()) return 1;
+  zsk.DirectoryBlockNo = ZskField(zsk.Table, 8);
+  zsk.DirectoryBlock = ZskReadBlock(shared, zsk.DirectoryBlockNo);
+  if (zsk.DirectoryBlock.empty()) return 1;
+  const int freeBlocks = ZskField(zsk.Table, 0);
+  zsk.FreeHead = ZskField(zsk.Table, 2);
 
-  const std::vector<ZskRecord> records = ZskRecords(shared.ZskDirectoryBlock);
+  const std::vector<ZskRecord> records = ZskRecords(zsk.DirectoryBlock);
   for (size_t i = 0; i < records.size(); ++i) {
     const ZskRecord& r = records[i];
     const size_t slot = i + 1;
@@ -140,8 +141,8 @@ int16_t ZskListDirectory(SharedRecord& shared) {
     shared.ListNames[slot] = name;
     shared.ListDetails[slot] = std::to_string(r.Size());
     shared.ListBlockCounts[slot] = r.Size();
-    shared.ZskFirstBlocks[slot] = r.bytes.substr(4, 2);
-    shared.ZskLastBlocks[slot] = r.bytes.substr(6, 2);
+    zsk.FirstBlocks[slot] = r.bytes.substr(4, 2);
+    zsk.LastBlocks[slot] = r.bytes.substr(6, 2);
   }
   shared.DiscByteCount = freeBlocks * kZskBlockBytes;
   if (records.empty()) return 2;

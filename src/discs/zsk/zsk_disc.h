@@ -3,6 +3,7 @@
 // DSZ stitch stream, ended by a mark.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -10,6 +11,17 @@
 #include "state/shared_record.h"
 
 namespace tavlin {
+
+// The block table and directory block of the last listing, and each entry's first and
+// last block as their two raw bytes.
+struct ZskState {
+  std::string Table;
+  std::string DirectoryBlock;
+  int16_t FreeHead = 0;
+  int16_t DirectoryBlockNo = 0;
+  std::array<std::string, kListSlots> FirstBlocks;
+  std::array<std::string, kListSlots> LastBlocks;
+};
 
 constexpr int kZskBlockBytes = 1024;
 constexpr int kZskTableBytes = 1280;

@@ -62,7 +62,7 @@ bool GatherStream(SharedRecord& shared, int block, BufferedFile& out) {
       if (beforeMark) out.Write(std::string_view("\x90", 1));
       return true;
     }
-    block = ZskLink(shared.ZskTable, block);
+    block = ZskLink(shared.Own<ZskState>().Table, block);
   }
   return false;
 }
@@ -70,20 +70,21 @@ bool GatherStream(SharedRecord& shared, int block, BufferedFile& out) {
 }  // namespace
 
 int16_t ZskRead(SharedRecord& shared, int entry, const std::string& destName) {
+  ZskState& zsk = shared.Own<ZskState>();
   shared.SectorBuffer.fill(0);
   if (entry < 0 || entry >= static_cast<int>(kListSlots)) return 2;
   const std::string wanted = shared.ListNames[static_cast<size_t>(entry)];
   for (size_t slot = 1; slot <= 36; ++slot) shared.ListDetails[slot].clear();
   SetVector25632(shared.platform);
   SetDiscDSDD32(shared.platform);
-  shared.ZskTable = ZskReadDirectoryTrack(shared);
-  if (shared.ZskTable.empty()) return 1;
-  shared.ZskDirectoryBlockNo = ZskField(shared.ZskTable, 8);
-  shared.ZskDirectoryBlock = ZskReadBlock(shared, shared.ZskDirectoryBlockNo);
-  if (shared.ZskDirectoryBlock.empty()) return 1;
+  zsk.Table = ZskReadDirectoryTrack(shared);
+  if (zsk.Table.empty()) return 1;
+  zsk.DirectoryBlockNo = ZskField(zsk.Table, 8);
+  zsk.DirectoryBlock = ZskReadBlock(shared, zsk.DirectoryBlockNo);
+  if (zsk.DirectoryBlock.empty()) return 1;
 
   int firstBlock = -1;
-  const std::vector<ZskRecord> records = ZskRecords(shared.ZskDirectoryBlock);
+  const std::vector<ZskRecord> records = ZskRecords(zsk.DirectoryBlock);
   for (size_t i = 1; i <= records.size(); ++i) {
     const ZskRecord& r = records[i - 1];
     std::string name = std::to_string(r.Number());
@@ -108,37 +109,38 @@ int16_t ZskRead(SharedRecord& shared, int entry, const std::string& destName) {
 }
 
 int16_t ZskDelete(SharedRecord& shared, int entry) {
+  ZskState& zsk = shared.Own<ZskState>();
   PumpMessages(shared.platform);
   if (entry < 1 || entry >= static_cast<int>(kListSlots)) return 2;
   const size_t slot = static_cast<size_t>(entry);
   const std::string name = shared.ListNames[slot];
   // Only a design the last listing showed can be deleted.
-  if (name.size() != 12 || shared.ZskTable.size() != kZskTableBytes ||
-      shared.ZskDirectoryBlock.size() != kZskBlockBytes) {
+  if (name.size() != 12 || zsk.Table.size() != kZskTableBytes ||
+      zsk.DirectoryBlock.size() != kZskBlockBytes) {
     return 2;
   }
-  const int last = ZskField(shared.ZskLastBlocks[slot], 0);
+  const int last = ZskField(zsk.LastBlocks[slot], 0);
   if (!IsDataBlock(last)) return 1;
 
   // The design's chain becomes the head of the free chain; no block of it is touched.
-  std::string& table = shared.ZskTable;
+  std::string& table = zsk.Table;
   const int count = shared.ListBlockCounts[slot];
   SetZskField(table, 0, ZskField(table, 0) + count);
-  table.replace(2, 2, shared.ZskFirstBlocks[slot]);
-  SetZskField(table, 2 * static_cast<size_t>(last), shared.ZskFreeHead);
-  shared.ZskFreeHead = ZskField(table, 2);
+  table.replace(2, 2, zsk.FirstBlocks[slot]);
+  SetZskField(table, 2 * static_cast<size_t>(last), zsk.FreeHead);
+  zsk.FreeHead = ZskField(table, 2);
   shared.DiscByteCount += count * kZskBlockBytes;
   shared.FreeStitchesText = ThousandsText(shared.DiscByteCount / 3);
 
   const int wanted = std::atoi(name.substr(0, 3).c_str());
   std::vector<std::string> kept;
-  for (const ZskRecord& r : ZskRecords(shared.ZskDirectoryBlock)) {
+  for (const ZskRecord& r : ZskRecords(zsk.DirectoryBlock)) {
     if (r.Number() != wanted) kept.push_back(r.bytes);
   }
-  shared.ZskDirectoryBlock = ZskDirectoryOf(shared.ZskDirectoryBlock, kept);
+  zsk.DirectoryBlock = ZskDirectoryOf(zsk.DirectoryBlock, kept);
   shared.ListNames[slot] = "DELETED";
   // The directory first: a table that can't follow leaves blocks lost, not shared.
-  if (ZskWriteBlock(shared, shared.ZskDirectoryBlock, shared.ZskDirectoryBlockNo) != 0) return 1;
+  if (ZskWriteBlock(shared, zsk.DirectoryBlock, zsk.DirectoryBlockNo) != 0) return 1;
   if (ZskWriteTable(shared, table) != 0) return 1;
   return 0;
 }

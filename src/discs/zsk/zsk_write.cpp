@@ -43,23 +43,24 @@ std::string NextChunk(BufferedFile& file, bool first, bool& ended) {
 }  // namespace
 
 int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile) {
+  ZskState& zsk = shared.Own<ZskState>();
   shared.SectorBuffer.fill(0);
   for (std::string& slot : shared.TrackBuffer) slot.clear();
-  shared.ZskDirectoryBlock.clear();
-  shared.ZskTable.clear();
+  zsk.DirectoryBlock.clear();
+  zsk.Table.clear();
   if (sourceFile.empty()) return 2;
 
   SetVector25632(shared.platform);
   SetDiscDSDD32(shared.platform);
   if (!ReadSectorTries(shared, kLabelTrack, kLabelHead, kLabelSector, 3)) return 1;
   if (SectorBytes(shared).compare(0, 3, "ZSK") != 0) return 1;
-  shared.ZskTable = ZskReadDirectoryTrack(shared);
-  if (shared.ZskTable.empty()) return 1;
-  shared.ZskDirectoryBlockNo = ZskField(shared.ZskTable, 8);
-  shared.ZskDirectoryBlock = ZskReadBlock(shared, shared.ZskDirectoryBlockNo);
-  if (shared.ZskDirectoryBlock.empty()) return 1;
+  zsk.Table = ZskReadDirectoryTrack(shared);
+  if (zsk.Table.empty()) return 1;
+  zsk.DirectoryBlockNo = ZskField(zsk.Table, 8);
+  zsk.DirectoryBlock = ZskReadBlock(shared, zsk.DirectoryBlockNo);
+  if (zsk.DirectoryBlock.empty()) return 1;
   // The lowest number no record carries.
-  const std::vector<ZskRecord> records = ZskRecords(shared.ZskDirectoryBlock);
+  const std::vector<ZskRecord> records = ZskRecords(zsk.DirectoryBlock);
   const int number = LowestFreeNumber([&records](int n) {
     return std::any_of(records.begin(), records.end(),
                        [n](const ZskRecord& r) { return r.Number() == n; });
@@ -73,14 +74,14 @@ int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile) {
   if (converted != 0) return converted;
 
   PumpMessages(shared.platform);
-  std::string& table = shared.ZskTable;
-  shared.ZskFreeHead = ZskField(table, 2);
+  std::string& table = zsk.Table;
+  zsk.FreeHead = ZskField(table, 2);
   const int freeBlocks = ZskField(table, 0);
   BufferedFile file(OpenFile(shared.platform, working.Path()));
   if (static_cast<int64_t>(freeBlocks) * kZskBlockBytes < file.Length()) return 5;
 
   file.Seek(512);
-  int block = shared.ZskFreeHead;
+  int block = zsk.FreeHead;
   const int firstBlock = block;
   int used = 1;
   std::vector<bool> visited(kZskLastBlock + 1, false);
@@ -114,9 +115,9 @@ int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile) {
   std::vector<std::string> kept;
   for (const ZskRecord& r : records) kept.push_back(r.bytes);
   kept.push_back(record);
-  shared.ZskDirectoryBlock = ZskDirectoryOf(shared.ZskDirectoryBlock, kept);
+  zsk.DirectoryBlock = ZskDirectoryOf(zsk.DirectoryBlock, kept);
   if (ZskWriteTable(shared, table) != 0) return 1;
-  if (ZskWriteBlock(shared, shared.ZskDirectoryBlock, shared.ZskDirectoryBlockNo) != 0) return 1;
+  if (ZskWriteBlock(shared, zsk.DirectoryBlock, zsk.DirectoryBlockNo) != 0) return 1;
   return 0;
 }
 

@@ -163,7 +163,7 @@ TEST(DosDesigns, WriteReadAndDeleteAgreeWithMtools) {
     // A design that Tavlin writes, in the format its name asks for, mtools lists and
     // copies out as it stands.
     ASSERT_EQ(disc.tavlin.WriteToDisc(disc.dir / "STAR.DST", "A:\\COPY.DSB", OtherDOS, disc.progress), 0);
-    EXPECT_EQ(ThreadSharedRecord().LastDosWriteName, "A:\\COPY.DSB");
+    EXPECT_EQ(ThreadSharedRecord().Own<DosState>().LastWriteName, "A:\\COPY.DSB");
     const std::string listing = Mtools(disc.dir, "mdir -i " + disc.image + " ::");
     EXPECT_NE(listing.find("COPY     DSB"), std::string::npos) << listing;
     Mtools(disc.dir, "mcopy -n -i " + disc.image + " ::COPY.DSB " + (disc.dir / "out.DSB"));
