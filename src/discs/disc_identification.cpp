@@ -1,34 +1,15 @@
-// IdentifyDisc: a DOS disc is told by the design files in its root, a proprietary one
-// by the known places of its layout; then that family's listing runs.
-#include "discs/barudan/fdr3_disc.h"
-#include "discs/barudan/fmc_disc.h"
-#include "platform/files.h"
+// IdentifyDisc: the sector size the disc reads at, then the probes of the families of
+// that size, in the table's order; the family found lists the disc.
+#include "discs/disc_identification.h"
+
+#include "discs/disc_families.h"
 #include "platform/run_time_error.h"
 #include "services/platform_steps.h"
 #include "services/track_side.h"
-#include "discs/dos/dos_disc.h"
-#include "discs/zsk/zsk_disc.h"
 
 namespace tavlin {
 
 namespace {
-
-struct Probe {
-  std::vector<const char*> masks;
-  int16_t code;
-};
-
-// In their order: the first that finds a file decides.
-const std::vector<Probe>& Probes() {
-  static const std::vector<Probe> probes = {
-      {{"*.DST", "*.DSB", "*.DSZ"}, 1}, {{"*.KSM"}, 2},  {{"*.TAP"}, 3},  {{"*.10o"}, 4},
-      {{"*."}, 5},                      {{"*.CND", "*.EXP"}, 6},          {{"*.XXX"}, 13},
-      {{"*.EMD"}, 14},                  {{"*.JEF"}, 15}, {{"*.SEW"}, 16}, {{"*.U*"}, 17},
-      {{"*.QEP"}, 18},                  {{"*.QCD"}, 19}, {{"*.VST"}, 20},
-      {{"*.VST", "*.QCD", "*.QEP", "*.QSS"}, 10},
-  };
-  return probes;
-}
 
 // Only an image has sectors that steer as a controller's do. A drive bound to a folder,
 // or to nothing, is asked through its file system alone, as on a platform whose disc
@@ -44,25 +25,18 @@ bool ReadTries(SharedRecord& shared, int track, int head, int sector, int attemp
   return ReadSectorTries(shared, track, head, sector, attempts);
 }
 
-// The family a probe names, in the numbering of the DOS listing.
-int16_t FamilyCodeOf(int16_t probe) {
-  switch (probe) {
-    case 2: return 3;   // Pfaff
-    case 3: return 4;   // Happy
-    case 4: return 2;   // Toyota
-    case 10: return 7;  // DOS
-    default: return probe;
-  }
-}
-
-int16_t ProbeCode(SharedRecord& shared) {
-  const std::string root = std::string(1, static_cast<char>('A' + shared.CurrentDrive)) + ":\\";
-  for (const Probe& probe : Probes()) {
-    for (const char* mask : probe.masks) {
-      if (!ListFiles(shared.platform, root + mask).empty()) return probe.code;
+// The first family of the sector size whose probe claims the disc, else the one of that
+// size that has no probe.
+const DiscFamily* FamilyOfDisc(SharedRecord& shared, int sectorBytes) {
+  for (const DiscFamily* family : DiscFamilies()) {
+    if (family->sectorBytes == sectorBytes && family->probe != nullptr && family->probe(shared)) {
+      return family;
     }
   }
-  return 0;
+  for (const DiscFamily* family : DiscFamilies()) {
+    if (family->sectorBytes == sectorBytes && family->probe == nullptr) return family;
+  }
+  return nullptr;
 }
 
 int16_t Identify(SharedRecord& shared) {
@@ -88,29 +62,19 @@ int16_t Identify(SharedRecord& shared) {
       dosGeometry = ReadTries(shared, 0, 0, 1, 3);
     }
   }
-  int16_t code = 0;
   if (dosGeometry) {
     if (sectors) RestoreVector(shared);
     SettleWait(platform, shared.CurrentDrive);
-    code = ProbeCode(shared);
-    if (code == 0) return 2;
   } else {
     SetVector25632(platform);
     SetDiscDSDD32(platform);
+    // Every family of 256-byte sectors has track 2 formatted: a disc whose track 2
+    // can't be read is none of theirs.
     if (!ReadTries(shared, 2, 0, 1, 4)) return 3;
-    if (SectorBytes(shared).compare(1, 11, "FILE    DIR") == 0) {
-      code = 7;
-    } else {
-      const bool read = ReadTries(shared, 0, 0, 11, 4);
-      code = read && SectorBytes(shared).compare(0, 3, "ZSK") == 0 ? 8 : 9;
-    }
   }
-  switch (code) {
-    case 7: return FmcListDirectory(shared);
-    case 8: return ZskListDirectory(shared);
-    case 9: return Fdr3ListDirectory(shared);
-    default: return ListDosDisc(shared, FamilyCodeOf(code));
-  }
+  const DiscFamily* family = FamilyOfDisc(shared, dosGeometry ? 512 : 256);
+  if (family == nullptr) return 3;
+  return family->list(shared);
 }
 
 }  // namespace

@@ -32,15 +32,17 @@ int LowestFreeNumber(const std::function<bool(int)>& taken) {
   return 0;
 }
 
-int16_t ConvertForDisc(SharedRecord& shared, const std::string& sourceFile, int16_t destType,
-                       const std::string& workingPath) {
+int16_t ConvertForDisc(SharedRecord& shared, const std::string& sourceFile,
+                       std::string_view recordFormat, const std::string& workingPath) {
+  int16_t destType = FindFormatCode(recordFormat);
   int16_t sourceType = FindFormatCode(sourceFile);
   if (sourceType < 0) return 2;
   std::string resolved;
   return ConvertStitchFile(shared, sourceType, destType, sourceFile, workingPath, resolved);
 }
 
-int16_t DeliverFromDisc(SharedRecord& shared, int16_t sourceType, const std::string& destName,
+int16_t DeliverFromDisc(SharedRecord& shared, std::string_view recordFormat,
+                        const std::string& destName,
                         const std::function<bool(BufferedFile&)>& gather) {
   const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
   bool gathered = false;
@@ -53,7 +55,8 @@ int16_t DeliverFromDisc(SharedRecord& shared, int16_t sourceType, const std::str
   }
   if (!gathered) return 1;
   // The disc routines don't look at the conversion's result: the host finds the file.
-  int16_t destType = kCodeQep;
+  int16_t sourceType = FindFormatCode(recordFormat);
+  int16_t destType = FindFormatCode("QEP");
   std::string resolved;
   ConvertStitchFile(shared, sourceType, destType, working.Path(), destName, resolved);
   return 0;

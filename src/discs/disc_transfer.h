@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "conversion/buffered_file.h"
 #include "state/shared_record.h"
@@ -23,16 +24,19 @@ std::string ListingLine(const std::string& name, int64_t number);
 // The lowest design number from 1 to 99 that is not taken, or 0 when all are.
 int LowestFreeNumber(const std::function<bool(int)>& taken);
 
-// Converts the host's stitch file to the disc's record format in the working file.
-// Gives 2 when the source's name gives no format, else the conversion's result.
-int16_t ConvertForDisc(SharedRecord& shared, const std::string& sourceFile, int16_t destType,
-                       const std::string& workingPath);
+// Converts the host's stitch file to the disc's record format, named by its file end
+// ("DSB"), in the working file. Gives 2 when the source's name gives no format, else
+// the conversion's result.
+int16_t ConvertForDisc(SharedRecord& shared, const std::string& sourceFile,
+                       std::string_view recordFormat, const std::string& workingPath);
 
 // Lets `gather` fill a working file with a design off the disc: it finds 512 blanks
-// written, the place of the header, and adds the stitch data of `sourceType`, writing
-// the header over the blanks where it has one. Then it converts it to the host's file as QEP. Gives
-// 1, and makes no file, when the gathering fails; otherwise 0.
-int16_t DeliverFromDisc(SharedRecord& shared, int16_t sourceType, const std::string& destName,
+// written, the place of the header, and adds the stitch data in the record format of
+// that file end, writing the header over the blanks where it has one. Then it converts
+// it to the host's file as QEP. Gives 1, and makes no file, when the gathering fails;
+// otherwise 0.
+int16_t DeliverFromDisc(SharedRecord& shared, std::string_view recordFormat,
+                        const std::string& destName,
                         const std::function<bool(BufferedFile&)>& gather);
 
 }  // namespace tavlin

@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "state/shared_record.h"
-#include "services/disc_formatting.h"
+#include "discs/dos/dos_disc.h"
 #include "tavlin/tavlin.h"
 #include "disc_fixture.h"
 

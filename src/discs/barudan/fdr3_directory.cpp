@@ -17,6 +17,14 @@ uint8_t At(const std::string& bytes, size_t offset) { return static_cast<uint8_t
 
 }  // namespace
 
+std::vector<LayoutWrite> Fdr3EmptyLayout() {
+  std::vector<LayoutWrite> writes;
+  for (int sector = 1; sector <= 16; ++sector) {
+    writes.push_back({kDirectoryTrack, kDirectoryHead, sector, std::string(256, '\xFF'), 3});
+  }
+  return writes;
+}
+
 int Fdr3BlockTrack(int block) {
   if (block < 4) return 40;
   return block < 164 ? (block - 4) / 4 : (block - 4) / 4 + 1;

@@ -4,8 +4,10 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "discs/barudan/barudan_common.h"
+#include "discs/disc_families.h"
 #include "state/shared_record.h"
 #include "services/track_side.h"
 
@@ -38,6 +40,9 @@ std::string Fdr3EntryBlocks(const std::string& directory, int entry);
 // of files and in `found` the slot whose name is `wanted` (0 when none).
 int Fdr3CollectFiles(SharedRecord& shared, const std::string& wanted, int& found,
                      std::array<int32_t, kListSlots>& totals);
+
+// The directory of an empty disc: every entry free.
+std::vector<LayoutWrite> Fdr3EmptyLayout();
 
 int16_t Fdr3ListDirectory(SharedRecord& shared);
 int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std::string& destFile);

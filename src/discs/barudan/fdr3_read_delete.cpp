@@ -98,7 +98,7 @@ int16_t Fdr3Read(SharedRecord& shared, int slot, const std::string& destName) {
     return 1;
   }
 
-  return DeliverFromDisc(shared, dstKind ? kCodeDst : kCodeDsb, destName, [&](BufferedFile& out) {
+  return DeliverFromDisc(shared, dstKind ? "DST" : "DSB", destName, [&](BufferedFile& out) {
     return GatherDesign(shared, blocks, total, dstKind, destName, out);
   });
 }

@@ -95,7 +95,7 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
   if (number == 0) return 4;
 
   const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
-  const int16_t converted = ConvertForDisc(shared, sourceFile, kCodeDsb, working.Path());
+  const int16_t converted = ConvertForDisc(shared, sourceFile, "DSB", working.Path());
   if (converted != 0) return converted;
   PumpMessages(shared.platform);
 

@@ -20,7 +20,25 @@ constexpr std::string_view kSignature = "FILE    DIR";
 
 uint8_t At(const std::string& bytes, size_t offset) { return static_cast<uint8_t>(bytes[offset]); }
 
+std::string Padded(std::string bytes, size_t size, char fill) {
+  bytes.resize(size, fill);
+  return bytes;
+}
+
 }  // namespace
+
+std::vector<LayoutWrite> FmcEmptyLayout() {
+  const std::string entry0 = Padded(std::string(1, '\0') + std::string(kSignature) +
+                                        std::string(3, '\0') + "\x09\x01",
+                                    kFmcEntryBytes, '\0');
+  const std::string blank(256, ' ');
+  return {{kDirectoryTrack, kDirectoryHead, 1, Padded(entry0, 256, '\xE5'), 3},
+          {kDirectoryTrack, kIndexHead, 1, blank, 3},
+          {kDirectoryTrack, kIndexHead, 4, blank, 3},
+          {kDirectoryTrack, kIndexHead, 7, blank, 3},
+          {kDirectoryTrack, kIndexHead, 10, blank, 3},
+          {kDirectoryTrack, kIndexHead, 13, std::string(128, ' ') + std::string(128, '\xE5'), 3}};
+}
 
 std::string FmcReadIndex(SharedRecord& shared) {
   std::string image;

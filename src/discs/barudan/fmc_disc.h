@@ -5,8 +5,10 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "discs/barudan/barudan_common.h"
+#include "discs/disc_families.h"
 #include "state/shared_record.h"
 #include "services/track_side.h"
 
@@ -57,6 +59,9 @@ int FmcCollectFiles(SharedRecord& shared, const std::string& wanted, int& found)
 // Free bytes by BlockUsed: 4096 for each free block from 2 to 159, and as a listing
 // counts them, 2048 more for each free block number from 2 to 255.
 int32_t FmcFreeBytes(SharedRecord& shared, bool listing);
+
+// The signature entry, the blank index and the free directory of an empty disc.
+std::vector<LayoutWrite> FmcEmptyLayout();
 
 int16_t FmcListDirectory(SharedRecord& shared);
 int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile);

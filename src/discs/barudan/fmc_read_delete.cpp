@@ -86,7 +86,7 @@ int16_t FmcRead(SharedRecord& shared, int slot, const std::string& destName) {
   const int first = blocks.empty() ? 0 : static_cast<uint8_t>(blocks[0]);
   if (!ReadSectorTries(shared, FmcBlockTrack(first), FmcBlockHead(first), 1, 1)) return 1;
 
-  return DeliverFromDisc(shared, kCodeDsb, destName, [&](BufferedFile& out) {
+  return DeliverFromDisc(shared, "DSB", destName, [&](BufferedFile& out) {
     return GatherDesign(shared, blocks, destName, out);
   });
 }

@@ -120,7 +120,7 @@ int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile) {
   if (number == 0) return 4;
 
   const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
-  const int16_t converted = ConvertForDisc(shared, sourceFile, kCodeDsb, working.Path());
+  const int16_t converted = ConvertForDisc(shared, sourceFile, "DSB", working.Path());
   if (converted != 0) return converted;
 
   BufferedFile file(OpenFile(shared.platform, working.Path()));

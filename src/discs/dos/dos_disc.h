@@ -1,11 +1,13 @@
 // DOS-format machine discs (Tajima, Toyota, Pfaff, Happy, Emnet, Melco, Singer, Elna,
 // Janome ...): designs are files on the drive's file system, their format given by
-// their extension; and the telling apart of every disc family.
+// their extension.
 #pragma once
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
+#include "discs/disc_families.h"
 #include "state/shared_record.h"
 
 namespace tavlin {
@@ -30,10 +32,12 @@ void WriteHusColourBytes(SharedRecord& shared, const std::string& sourceFile, in
 // run-time failure.
 int16_t ListDosDisc(SharedRecord& shared, int16_t familyCode);
 
-// What disc is in the drive, and its listing: the result of ReadDisc.
-int16_t IdentifyDisc(SharedRecord& shared);
+// Tells the machine family by the design files in the root, the first kind found
+// deciding, and lists the disc as that family's; 2 when the root holds none of them.
+int16_t DosListDirectory(SharedRecord& shared);
 
-// The external tool's step behind identification; with no tool named it returns at once.
-void RunToolCommand(SharedRecord& shared, const std::string& command);
+// The 500 bytes of the boot sector: a 720 KB disc that isn't a boot disc.
+std::string BuildBootSector();
+std::vector<LayoutWrite> DosEmptyLayout();
 
 }  // namespace tavlin

@@ -57,6 +57,44 @@ const char* FamilyName(int16_t code) {
   }
 }
 
+struct Probe {
+  std::vector<const char*> masks;
+  int16_t code;
+};
+
+// In their order: the first that finds a file decides.
+const std::vector<Probe>& Probes() {
+  static const std::vector<Probe> probes = {
+      {{"*.DST", "*.DSB", "*.DSZ"}, 1}, {{"*.KSM"}, 2},  {{"*.TAP"}, 3},  {{"*.10o"}, 4},
+      {{"*."}, 5},                      {{"*.CND", "*.EXP"}, 6},          {{"*.XXX"}, 13},
+      {{"*.EMD"}, 14},                  {{"*.JEF"}, 15}, {{"*.SEW"}, 16}, {{"*.U*"}, 17},
+      {{"*.QEP"}, 18},                  {{"*.QCD"}, 19}, {{"*.VST"}, 20},
+      {{"*.VST", "*.QCD", "*.QEP", "*.QSS"}, 10},
+  };
+  return probes;
+}
+
+// The family a probe names, in the numbering of the listing.
+int16_t FamilyCodeOf(int16_t probe) {
+  switch (probe) {
+    case 2: return 3;   // Pfaff
+    case 3: return 4;   // Happy
+    case 4: return 2;   // Toyota
+    case 10: return 7;  // DOS
+    default: return probe;
+  }
+}
+
+int16_t ProbeCode(SharedRecord& shared) {
+  const std::string root = std::string(1, static_cast<char>('A' + shared.CurrentDrive)) + ":\\";
+  for (const Probe& probe : Probes()) {
+    for (const char* mask : probe.masks) {
+      if (!ListFiles(shared.platform, root + mask).empty()) return probe.code;
+    }
+  }
+  return 0;
+}
+
 std::string Column(std::string text, size_t width) {
   text.resize(width, ' ');
   return text;
@@ -102,6 +140,12 @@ int16_t ListDosDisc(SharedRecord& shared, int16_t familyCode) {
   } catch (const RunTimeError&) {
     return 1;
   }
+}
+
+int16_t DosListDirectory(SharedRecord& shared) {
+  const int16_t code = ProbeCode(shared);
+  if (code == 0) return 2;
+  return ListDosDisc(shared, FamilyCodeOf(code));
 }
 
 }  // namespace tavlin

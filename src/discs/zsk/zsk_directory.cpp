@@ -16,8 +16,34 @@ constexpr int kTableHead = 0;
 constexpr int kTableFirstSector = 12;
 constexpr int kTableSectors = 5;
 constexpr size_t kRecordBytes = 20;
+constexpr int kDirectoryBlock = 8;
+
+std::string Padded(std::string bytes, size_t size) {
+  bytes.resize(size, '\0');
+  return bytes;
+}
 
 }  // namespace
+
+std::vector<LayoutWrite> ZskEmptyLayout() {
+  const std::string label =
+      Padded(std::string("ZSK-DISK  KS\x01") + std::string(3, '\0') + std::string("\x01\x00\x01", 3), 256);
+  // The block table: its head, then the free chain 10, 11, ... 639, 0.
+  std::string table("\x77\x02\x09\x00\x7F\x02\x01\x00\x08\x00\x08\x00", 12);
+  table += std::string(6, '\0');
+  for (int block = 10; block <= kZskLastBlock; ++block) table += IntToBytes2(block);
+  table += IntToBytes2(0);
+  std::vector<LayoutWrite> writes = {{kTableTrack, kTableHead, 11, label, 3}};
+  for (int piece = 0; piece < kTableSectors; ++piece) {
+    writes.push_back({kTableTrack, kTableHead, kTableFirstSector + piece,
+                      table.substr(static_cast<size_t>(piece) * 256, 256), 3});
+  }
+  // The directory block holds no record yet: its first pointer is 0.
+  const ZskSector directory = ZskBlockSector(kDirectoryBlock, 0);
+  writes.push_back({directory.track, directory.head, directory.sector,
+                    Padded(std::string("\x00\x40\x06", 3), 256), 3});
+  return writes;
+}
 
 ZskSector ZskBlockSector(int block, int n) {
   return {block / 8, (block / 4) % 2, 1 + 4 * (block % 4) + n};

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "discs/disc_families.h"
 #include "state/shared_record.h"
 
 namespace tavlin {
@@ -65,6 +66,10 @@ std::string ZskDirectoryOf(const std::string& head, const std::vector<std::strin
 
 // The next block of a chain, or 0 at its end.
 int ZskLink(const std::string& table, int block);
+
+// The label, the block table with every data block in the free chain, and the empty
+// directory block of an empty disc.
+std::vector<LayoutWrite> ZskEmptyLayout();
 
 int16_t ZskListDirectory(SharedRecord& shared);
 int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile);

@@ -100,7 +100,7 @@ int16_t ZskRead(SharedRecord& shared, int entry, const std::string& destName) {
     return 1;
   }
 
-  return DeliverFromDisc(shared, kCodeDsz, destName, [&](BufferedFile& out) {
+  return DeliverFromDisc(shared, "DSZ", destName, [&](BufferedFile& out) {
     if (!GatherStream(shared, firstBlock, out)) return false;
     out.Seek(0);
     out.Write(DiscReadHeader(destName, "ZSK", 0, 0, 0, 0));

@@ -70,7 +70,7 @@ int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile) {
   if (8 + 22 * (records.size() + 1) > kZskBlockBytes) return 5;
 
   const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
-  const int16_t converted = ConvertForDisc(shared, sourceFile, kCodeDsz, working.Path());
+  const int16_t converted = ConvertForDisc(shared, sourceFile, "DSZ", working.Path());
   if (converted != 0) return converted;
 
   PumpMessages(shared.platform);
