@@ -49,6 +49,9 @@ struct DiscFamily {
   ImageFamily geometry;     // the image it is formatted at
   int sectorBytes;          // 256 or 512
   bool sectorAccess;        // its routines steer the controller sector by sector
+  // The stitch format a read delivers whatever the destination's name; empty where the
+  // destination's name says.
+  std::string_view deliversAs;
   EmptyLayoutFn emptyLayout;
   ListFn list;
   WriteFn write;

@@ -11,6 +11,7 @@ const DiscFamily& Fdr3Family() {
       .geometry = ImageFamily::Fdr3,
       .sectorBytes = 256,
       .sectorAccess = true,
+      .deliversAs = "QEP",
       .emptyLayout = Fdr3EmptyLayout,
       .list = Fdr3ListDirectory,
       .write = Fdr3Write,

@@ -22,6 +22,7 @@ const DiscFamily& FmcFamily() {
       .geometry = ImageFamily::Fmc,
       .sectorBytes = 256,
       .sectorAccess = true,
+      .deliversAs = "QEP",
       .emptyLayout = FmcEmptyLayout,
       .list = FmcListDirectory,
       .write = [](SharedRecord& shared, const std::string& sourceFile, const std::string&) {

@@ -12,6 +12,7 @@ const DiscFamily& DosFamily() {
       .sectorBytes = 512,
       // Its designs are files: the drive's file system reaches them.
       .sectorAccess = false,
+      .deliversAs = "",
       .emptyLayout = DosEmptyLayout,
       .list = DosListDirectory,
       .write = DosWrite,

@@ -143,6 +143,9 @@ int16_t ListDosDisc(SharedRecord& shared, int16_t familyCode) {
 }
 
 int16_t DosListDirectory(SharedRecord& shared) {
+  // The listing appends its lines: a second listing must not find the first's.
+  shared.DiscFilesText.clear();
+  shared.DiscFormatText.clear();
   const int16_t code = ProbeCode(shared);
   if (code == 0) return 2;
   return ListDosDisc(shared, FamilyCodeOf(code));

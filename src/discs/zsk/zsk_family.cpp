@@ -21,6 +21,7 @@ const DiscFamily& ZskFamily() {
       .geometry = ImageFamily::Zsk,
       .sectorBytes = 256,
       .sectorAccess = true,
+      .deliversAs = "QEP",
       .emptyLayout = ZskEmptyLayout,
       .list = ZskListDirectory,
       .write = [](SharedRecord& shared, const std::string& sourceFile, const std::string&) {
