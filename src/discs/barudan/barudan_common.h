@@ -1,7 +1,9 @@
-// What the two Barudan families write and delete alike.
+// What the two Barudan families list, write and delete alike.
 #pragma once
 
 #include <array>
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,6 +39,44 @@ inline std::string ReadPiece(BufferedFile& file, bool& ended, size_t& zeroRun) {
   zeroRun = piece.find(std::string(6, '\0'));
   return piece;
 }
+
+// How a directory lays out its entries, for the collecting of its files.
+struct BarudanDirectory {
+  int firstEntry;  // FMC's entry 0 is the disc's signature
+  int entries;
+  bool (*isFree)(const std::string& directory, int entry);
+  std::string (*name)(const std::string& directory, int entry);    // "NAME    .EXT"
+  std::string (*blocks)(const std::string& directory, int entry);  // as the entry writes them
+};
+
+// Fills ListNames and ListBlocks from slot 1, one slot a file, joining the entries that
+// carry one name; `onEntry` is told of each used entry and the slot it joined. Gives the
+// number of files, and in `found` the slot whose name is `wanted` (0 when none).
+int CollectFiles(SharedRecord& shared, const std::string& directory,
+                 const BarudanDirectory& layout, const std::string& wanted, int& found,
+                 const std::function<void(size_t slot, int entry)>& onEntry = {});
+
+// Where a family's data blocks lie, for the writing of a design.
+struct BarudanBlocks {
+  int firstBlock;
+  int lastBlock;
+  int blocksPerEntry;
+  int piecesPerBlock;                     // 256-byte pieces
+  std::string (*number)(int block);       // the block's number as an entry writes it
+  int (*track)(int block);
+  int (*head)(int block);
+  uint8_t (*sector)(int block, int piece);
+};
+
+// Lays a design into the blocks BlockUsed leaves free, a track side at a time: first
+// `firstPiece`, then the pieces `nextPiece` takes from the file until it ends. Each
+// block's number goes into the last of `entries`; an entry that is full is closed by
+// `closeFull` and followed by `openNext(entries.size())`. False when a side can't be
+// written.
+bool WriteBlocks(SharedRecord& shared, const BarudanBlocks& layout, const std::string& firstPiece,
+                 BufferedFile& file, std::string (*nextPiece)(BufferedFile& file, bool& ended),
+                 std::vector<BlockEntry>& entries, const std::function<void(BlockEntry&)>& closeFull,
+                 const std::function<BlockEntry(size_t)>& openNext);
 
 // Copies the new entries over the lowest free entries of a directory image, from entry
 // `first` on; false when too few are free.

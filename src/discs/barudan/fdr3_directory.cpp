@@ -59,30 +59,17 @@ std::string Fdr3EntryBlocks(const std::string& directory, int entry) {
 
 int Fdr3CollectFiles(SharedRecord& shared, const std::string& wanted, int& found,
                      std::array<int32_t, kListSlots>& totals) {
-  BarudanLists& lists = shared.Own<BarudanLists>();
-  for (std::string& name : shared.ListNames) name.clear();
-  for (std::string& blocks : lists.ListBlocks) blocks.clear();
-  totals.fill(0);
-  found = 0;
-  int files = 0;
+  static constexpr BarudanDirectory kLayout{.firstEntry = 0,
+                                            .entries = kFdr3Entries,
+                                            .isFree = Fdr3EntryFree,
+                                            .name = Fdr3EntryName,
+                                            .blocks = Fdr3EntryBlocks};
   const std::string& directory = shared.Own<Fdr3State>().DirectoryImage;
-  for (int entry = 0; entry < kFdr3Entries; ++entry) {
-    if (Fdr3EntryFree(directory, entry)) continue;
-    const std::string name = Fdr3EntryName(directory, entry);
-    const auto end = shared.ListNames.begin() + files + 1;
-    const auto same = std::find(shared.ListNames.begin() + 1, end, name);
-    size_t slot = static_cast<size_t>(same - shared.ListNames.begin());
-    if (same == end) {
-      if (files + 1 >= static_cast<int>(kListSlots)) break;
-      slot = static_cast<size_t>(++files);
-      shared.ListNames[slot] = name;
-      if (name == wanted && found == 0) found = files;
-    }
+  totals.fill(0);
+  return CollectFiles(shared, directory, kLayout, wanted, found, [&](size_t slot, int entry) {
     // Only bytes 28 and 29 of the count are read, as a signed 16-bit number.
     totals[slot] += Bytes2ToInt(directory.substr(static_cast<size_t>(entry) * kFdr3EntryBytes + 28, 2));
-    lists.ListBlocks[slot] += Fdr3EntryBlocks(directory, entry);
-  }
-  return files;
+  });
 }
 
 int16_t Fdr3ListDirectory(SharedRecord& shared) {

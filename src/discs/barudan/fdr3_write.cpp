@@ -118,29 +118,24 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
   SetVector25632(shared.platform);
   SetDiscDSDD32(shared.platform);
   std::vector<BlockEntry> entries{NewEntry(0, name, number)};
-  int32_t fullBytes = 0;
-  bool ended = false, firstPiece = true;
-  TrackSideWriter sides(shared);
-  for (int block = kFdr3FirstDataBlock; block <= kFdr3LastBlock && !ended; ++block) {
-    if (lists.BlockUsed[static_cast<size_t>(block)]) continue;
-    BlockEntry& entry = entries.back();
-    entry.bytes += static_cast<char>(block);
-    entry.bytes += '\0';
-    if (++entry.blocks == kBlocksPerEntry) {
-      CompleteEntry(entry, kFullEntryBytes);
-      fullBytes += kFullEntryBytes;
-      entries.push_back(NewEntry(static_cast<int>(entries.size()), name, number));
-    }
-    for (int piece = 0; piece < 8 && !ended; ++piece) {
-      const uint8_t sector = kFdr3SectorOrder[static_cast<size_t>(Fdr3BlockFirstPiece(block) + piece)];
-      if (!sides.Put(Fdr3BlockTrack(block), Fdr3BlockHead(block), sector,
-                     firstPiece ? first : NextPiece(file, ended))) {
-        return 1;
-      }
-      firstPiece = false;
-    }
-  }
-  if (!sides.Finish()) return 1;
+  static constexpr BarudanBlocks kBlocks{
+      .firstBlock = kFdr3FirstDataBlock,
+      .lastBlock = kFdr3LastBlock,
+      .blocksPerEntry = kBlocksPerEntry,
+      .piecesPerBlock = 8,
+      .number = [](int block) { return std::string(1, static_cast<char>(block)) + '\0'; },
+      .track = Fdr3BlockTrack,
+      .head = Fdr3BlockHead,
+      .sector = [](int block, int piece) {
+        return kFdr3SectorOrder[static_cast<size_t>(Fdr3BlockFirstPiece(block) + piece)];
+      },
+  };
+  const bool written = WriteBlocks(
+      shared, kBlocks, first, file, NextPiece, entries,
+      [](BlockEntry& entry) { CompleteEntry(entry, kFullEntryBytes); },
+      [&](size_t place) { return NewEntry(static_cast<int>(place), name, number); });
+  if (!written) return 1;
+  const auto fullBytes = static_cast<int32_t>(kFullEntryBytes * static_cast<int32_t>(entries.size() - 1));
   CompleteEntry(entries.back(), static_cast<int32_t>(length - 512 - fullBytes + 256));
   file.Close();
 

@@ -93,28 +93,18 @@ std::string FmcEntryBlocks(const std::string& directory, int entry) {
 }
 
 int FmcCollectFiles(SharedRecord& shared, const std::string& wanted, int& found) {
-  FmcState& fmc = shared.Own<FmcState>();
-  BarudanLists& lists = shared.Own<BarudanLists>();
-  for (std::string& name : shared.ListNames) name.clear();
-  for (std::string& blocks : lists.ListBlocks) blocks.clear();
+  static constexpr BarudanDirectory kLayout{.firstEntry = 1,
+                                            .entries = kFmcEntries,
+                                            .isFree = FmcEntryFree,
+                                            .name = FmcEntryName,
+                                            .blocks = FmcEntryBlocks};
+  const int files = CollectFiles(shared, shared.Own<FmcState>().DirectoryImage, kLayout, wanted, found);
+  const BarudanLists& lists = shared.Own<BarudanLists>();
   shared.ListBlockCounts.fill(0);
-  found = 0;
-  int files = 0;
-  for (int entry = 1; entry < kFmcEntries; ++entry) {
-    if (FmcEntryFree(fmc.DirectoryImage, entry)) continue;
-    const std::string name = FmcEntryName(fmc.DirectoryImage, entry);
-    const std::string blocks = FmcEntryBlocks(fmc.DirectoryImage, entry);
-    const auto end = shared.ListNames.begin() + files + 1;
-    const auto same = std::find(shared.ListNames.begin() + 1, end, name);
-    size_t slot = static_cast<size_t>(same - shared.ListNames.begin());
-    if (same == end) {
-      slot = static_cast<size_t>(++files);
-      shared.ListNames[slot] = name;
-      if (name == wanted && found == 0) found = files;
-    }
-    lists.ListBlocks[slot] += blocks;
-    shared.ListBlockCounts[slot] = static_cast<int16_t>(std::count_if(
-        lists.ListBlocks[slot].begin(), lists.ListBlocks[slot].end(), [](char b) { return b != 0; }));
+  for (int slot = 1; slot <= files; ++slot) {
+    const std::string& blocks = lists.ListBlocks[static_cast<size_t>(slot)];
+    shared.ListBlockCounts[static_cast<size_t>(slot)] =
+        static_cast<int16_t>(std::count_if(blocks.begin(), blocks.end(), [](char b) { return b != 0; }));
   }
   return files;
 }

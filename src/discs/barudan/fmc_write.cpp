@@ -139,28 +139,26 @@ int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile) {
   SetVector25632(shared.platform);
   SetDiscDSDD32(shared.platform);
   std::vector<BlockEntry> entries{NewEntry(number)};
-  double fullBytes = 0;
-  bool ended = false, firstPiece = true;
-  TrackSideWriter sides(shared);
-  for (int block = kFmcFirstDataBlock; block <= kFmcLastDataBlock && !ended; ++block) {
-    if (lists.BlockUsed[static_cast<size_t>(block)]) continue;
-    BlockEntry& entry = entries.back();
-    entry.bytes += static_cast<char>(block);
-    if (++entry.blocks == kBlocksPerEntry) {
-      entry.bytes[15] = static_cast<char>(0x80);
-      entry.bytes[12] = 3;
-      fullBytes += 65536;
-      entries.push_back(NewEntry(number));
-    }
-    for (size_t piece = 0; piece < kFmcSectorOrder.size() && !ended; ++piece) {
-      if (!sides.Put(FmcBlockTrack(block), FmcBlockHead(block), kFmcSectorOrder[piece],
-                     firstPiece ? firstSector : NextPiece(file, ended))) {
-        return 1;
-      }
-      firstPiece = false;
-    }
-  }
-  if (!sides.Finish()) return 1;
+  static constexpr BarudanBlocks kBlocks{
+      .firstBlock = kFmcFirstDataBlock,
+      .lastBlock = kFmcLastDataBlock,
+      .blocksPerEntry = kBlocksPerEntry,
+      .piecesPerBlock = static_cast<int>(kFmcSectorOrder.size()),
+      .number = [](int block) { return std::string(1, static_cast<char>(block)); },
+      .track = FmcBlockTrack,
+      .head = FmcBlockHead,
+      .sector = [](int, int piece) { return kFmcSectorOrder[static_cast<size_t>(piece)]; },
+  };
+  // A full entry holds 64 KB: its record byte says so, and its extent is 3.
+  const bool written = WriteBlocks(
+      shared, kBlocks, firstSector, file, NextPiece, entries,
+      [](BlockEntry& entry) {
+        entry.bytes[15] = static_cast<char>(0x80);
+        entry.bytes[12] = 3;
+      },
+      [number](size_t) { return NewEntry(number); });
+  if (!written) return 1;
+  const double fullBytes = 65536.0 * static_cast<double>(entries.size() - 1);
   CompleteEntry(entries.back(), static_cast<double>(length - 512) - fullBytes);
   file.Close();
 
