@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "discs/disc_families.h"
+#include "services/platform_steps.h"
 #include "state/shared_record.h"
 #include "tavlin/tavlin.h"
 #include "test_support.h"
@@ -40,12 +42,13 @@ class DiscImage {
     formatResult = tavlin.FormatDisc(formatType);
   }
 
+  // The family's own listing, as the class's Directory calls run it.
   int16_t List() {
-    switch (formatType_) {
-      case FMC: return tavlin.DirectoryFMC();
-      case FDR3: return tavlin.DirectoryFDR();
-      default: return tavlin.DirectoryZSK();
-    }
+    const DiscFamily* family = DiscFamilyByFormatType(formatType_);
+    if (family == nullptr) return -1;
+    SharedRecord& shared = ThreadSharedRecord();
+    if (!family->sectorAccess) return family->list(shared);
+    return WithSectorAccess(shared, [&] { return family->list(shared); });
   }
 
   // Writes a DST of these bytes under a file name of its own.

@@ -3,17 +3,23 @@
 #include <cctype>
 #include <climits>
 
-#include "barudan/fdr3_disc.h"
-#include "barudan/fmc_disc.h"
-#include "platform/run_time_error.h"
-#include "state/shared_record.h"
+#include "discs/disc_families.h"
+#include "discs/disc_formatting.h"
+#include "discs/disc_identification.h"
 #include "services/design_file_service.h"
-#include "services/disc_formatting.h"
 #include "services/platform_steps.h"
-#include "zskdos/dos_disc.h"
-#include "zskdos/zsk_disc.h"
+#include "state/shared_record.h"
 
 namespace tavlin {
+
+namespace {
+
+int16_t ListWithSectorAccess(SharedRecord& shared, DiscFamilyId id) {
+  const DiscFamily& family = DiscFamilyById(id);
+  return WithSectorAccess(shared, [&] { return family.list(shared); });
+}
+
+}  // namespace
 
 Tavlin::Tavlin() : shared_(ThreadSharedRecord()) {
   shared_.CurrentDrive = 0;
@@ -24,28 +30,24 @@ Tavlin::Tavlin() : shared_(ThreadSharedRecord()) {
 }
 
 int16_t Tavlin::FormatDisc(int16_t formatType) {
-  switch (formatType) {
-    case FMC: return FormatFloppy(shared_, kFloppyFmc);
-    case FDR3: return FormatFloppy(shared_, kFloppyFdr3);
-    case ZSKDisc: return FormatFloppy(shared_, kFloppyZsk);
-    case DSHD: return 2;
-    default:
-      if (formatType >= 3 && formatType <= 19) return FormatFloppy(shared_, kFloppyDos);
-      return 1;
+  // A high-density disc isn't formatted; every other DOS machine's type, 3 to 19, gets
+  // the same 720 KB DOS disc.
+  if (formatType == DSHD) return 2;
+  const DiscFamily* family = DiscFamilyByFormatType(formatType);
+  if (family == nullptr && formatType >= 3 && formatType <= 19) {
+    family = &DiscFamilyById(DiscFamilyId::Dos);
   }
+  if (family == nullptr) return 1;
+  return FormatFloppy(shared_, *family);
 }
 
 int16_t Tavlin::WriteToDisc(const std::string& sourceFile, const std::string& destFile,
                             int16_t formatType, std::shared_ptr<Progress> pb) {
   shared_.LastDestFile = destFile;
   shared_.CurrentPB = std::move(pb);
-  switch (formatType) {
-    case FMC: return FmcWrite(shared_, sourceFile);
-    case FDR3: return Fdr3Write(shared_, sourceFile, destFile);
-    case ZSKDisc: return ZskWrite(shared_, sourceFile);
-    case OtherDOS: return DosWrite(shared_, sourceFile, destFile);
-    default: return 3;
-  }
+  const DiscFamily* family = DiscFamilyByFormatType(formatType);
+  if (family == nullptr) return 3;
+  return family->write(shared_, sourceFile, destFile);
 }
 
 int16_t Tavlin::ReadDisc() {
@@ -93,46 +95,37 @@ int16_t Tavlin::ReadFromDisc(int16_t fileNumber, const std::string& sourceName,
                              const std::string& destName, int16_t formatType,
                              std::shared_ptr<Progress> pb) {
   shared_.CurrentPB = std::move(pb);
+  const DiscFamily* family = DiscFamilyByFormatType(formatType);
+  if (family == nullptr) return 3;
   // The disc routines count entries from 1.
-  const int entry = fileNumber + 1;
-  switch (formatType) {
-    case FMC: return FmcRead(shared_, entry, destName);
-    case FDR3: return Fdr3Read(shared_, entry, destName);
-    case ZSKDisc: return ZskRead(shared_, entry, destName);
-    case OtherDOS: return DosRead(shared_, sourceName, destName);
-    default: return 3;
-  }
+  return family->read(shared_, fileNumber + 1, sourceName, destName);
 }
 
 int16_t Tavlin::DeleteFromDisc(int16_t fileNumber, const std::string& fileName,
                                int16_t formatType) {
-  if (formatType >= FMC && formatType <= ZSKDisc) {
-    return WithSectorAccess(shared_, [&]() -> int16_t {
-      const int entry = fileNumber + 1;
-      switch (formatType) {
-        case FMC: return FmcDelete(shared_, entry);
-        case FDR3: return Fdr3Delete(shared_, entry);
-        default: return ZskDelete(shared_, entry);
-      }
-    });
+  const DiscFamily* family = DiscFamilyByFormatType(formatType);
+  const int entry = fileNumber + 1;
+  if (family != nullptr && family->sectorAccess) {
+    return WithSectorAccess(shared_, [&] { return family->remove(shared_, entry, fileName); });
   }
+  // A delete by file name, or of no family, leaves the controller restored.
   RestoreController(shared_);
-  if (formatType != OtherDOS) return 3;
-  const int16_t result = DosDelete(shared_, fileName);
+  if (family == nullptr) return 3;
+  const int16_t result = family->remove(shared_, entry, fileName);
   RestoreController(shared_);
   return result;
 }
 
 int16_t Tavlin::DirectoryFDR() {
-  return WithSectorAccess(shared_, [this] { return Fdr3ListDirectory(shared_); });
+  return ListWithSectorAccess(shared_, DiscFamilyId::Fdr3);
 }
 
 int16_t Tavlin::DirectoryZSK() {
-  return WithSectorAccess(shared_, [this] { return ZskListDirectory(shared_); });
+  return ListWithSectorAccess(shared_, DiscFamilyId::Zsk);
 }
 
 int16_t Tavlin::DirectoryFMC() {
-  return WithSectorAccess(shared_, [this] { return FmcListDirectory(shared_); });
+  return ListWithSectorAccess(shared_, DiscFamilyId::Fmc);
 }
 
 bool Tavlin::Format720() { return FormatDos720(shared_); }

@@ -6,6 +6,9 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <typeindex>
+#include <typeinfo>
+#include <unordered_map>
 
 #include "platform/drives.h"
 #include "tavlin/progress.h"
@@ -50,32 +53,23 @@ struct SharedRecord {
   std::array<std::string, kListSlots> ListDetails;
   std::array<int16_t, kListSlots> ListBlockCounts{};
 
-  // FMC discs: the images and lists of the last pass over the directory.
-  std::string FmcDirectoryImage;
-  std::string FmcIndexImage;
-  std::array<std::string, kListSlots> ListBlocks;  // block numbers, one byte each
-  std::array<bool, 256> BlockUsed{};
-
-  // FDR3 discs: the directory of the last pass (ListBlocks holds two bytes a block).
-  std::string Fdr3DirectoryImage;
-
-  // ZSK discs: the block table and directory block of the last listing, and each
-  // entry's first and last block as their two raw bytes.
-  std::string ZskTable;
-  std::string ZskDirectoryBlock;
-  int16_t ZskFreeHead = 0;
-  int16_t ZskDirectoryBlockNo = 0;
-  std::array<std::string, kListSlots> ZskFirstBlocks;
-  std::array<std::string, kListSlots> ZskLastBlocks;
-
   std::string ToolPath;
   std::string ToolResultFile;
-  std::string LastDosWriteName;
-  std::string LastDosReadName;
-  std::string HusSourceName;
 
   PlatformState platform;
   DesignServiceState designService;
+
+  // The fields of one disc family, kept per record like the rest but declared by the
+  // family itself: one T for each type asked for, made on first use.
+  template <class T>
+  T& Own() {
+    std::shared_ptr<void>& held = owned_[std::type_index(typeid(T))];
+    if (!held) held = std::make_shared<T>();
+    return *static_cast<T*>(held.get());
+  }
+
+ private:
+  std::unordered_map<std::type_index, std::shared_ptr<void>> owned_;
 };
 
 // The calling thread's record.

@@ -1,0 +1,42 @@
+// The FMC row of the family table.
+#include "discs/barudan/fmc_disc.h"
+#include "services/track_side.h"
+
+namespace tavlin {
+
+namespace {
+
+// The directory's first entry carries the disc's signature.
+bool IsFmc(SharedRecord& shared) {
+  return ReadSectorTries(shared, 2, 0, 1, 4) &&
+         SectorBytes(shared).compare(1, 11, "FILE    DIR") == 0;
+}
+
+}  // namespace
+
+const DiscFamily& FmcFamily() {
+  static const DiscFamily family{
+      .id = DiscFamilyId::Fmc,
+      .name = "fmc",
+      .formatType = FMC,
+      .geometry = ImageFamily::Fmc,
+      .sectorBytes = 256,
+      .sectorAccess = true,
+      .deliversAs = "QEP",
+      .emptyLayout = FmcEmptyLayout,
+      .list = FmcListDirectory,
+      .write = [](SharedRecord& shared, const std::string& sourceFile, const std::string&) {
+        return FmcWrite(shared, sourceFile);
+      },
+      .read = [](SharedRecord& shared, int entry, const std::string&, const std::string& destName) {
+        return FmcRead(shared, entry, destName);
+      },
+      .remove = [](SharedRecord& shared, int entry, const std::string&) {
+        return FmcDelete(shared, entry);
+      },
+      .probe = IsFmc,
+  };
+  return family;
+}
+
+}  // namespace tavlin

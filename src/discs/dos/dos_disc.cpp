@@ -1,0 +1,123 @@
+// DosWrite, DosRead, DosDelete: designs as files on a DOS disc, converted on the way by
+// their extensions; the formats only the design-file service knows go by a DST file.
+#include "discs/dos/dos_disc.h"
+
+#include <cctype>
+
+#include "conversion/buffered_file.h"
+#include "conversion/convert.h"
+#include "conversion/format_table.h"
+#include "conversion/thread_colours.h"
+#include "platform/files.h"
+#include "platform/run_time_error.h"
+#include "platform/working_folder.h"
+#include "services/design_file_service.h"
+#include "services/platform_steps.h"
+
+namespace tavlin {
+
+namespace {
+
+bool OfTheService(int16_t code) { return code >= kCodeHus && code <= kCodeShv; }
+
+std::string LastThree(const std::string& name) {
+  std::string end = name.size() < 3 ? name : name.substr(name.size() - 3);
+  for (char& c : end) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return end;
+}
+
+int16_t Convert(SharedRecord& shared, int16_t sourceType, int16_t destType,
+                const std::string& source, const std::string& dest) {
+  std::string resolved;
+  return ConvertStitchFile(shared, sourceType, destType, source, dest, resolved);
+}
+
+}  // namespace
+
+void WriteHusColourBytes(SharedRecord& shared, const std::string& sourceFile, int16_t sourceType,
+                         const std::string& destFile) {
+  std::string indexes;
+  {
+    BufferedFile source(OpenFile(shared.platform, sourceFile));
+    indexes = ChooseThreadPalette(sourceType, kCodeHus, source);
+  }
+  BufferedFile dest(OpenFile(shared.platform, destFile));
+  dest.Seek(41);
+  for (char index : indexes) {
+    const char pair[2] = {'\0', index};
+    dest.Write(std::string_view(pair, 2));
+  }
+}
+
+int16_t DosWrite(SharedRecord& shared, const std::string& sourceFile, const std::string& destFile) {
+  shared.Own<DosState>().LastWriteName = destFile;
+  try {
+    if (shared.PlatformId == 1) {
+      RestoreVector(shared);
+      SettleWait(shared.platform, shared.CurrentDrive);
+    }
+    if (sourceFile.empty()) return 2;
+    const int16_t sourceType = FindFormatCode(sourceFile);
+    const int16_t destType = FindFormatCode(destFile);
+    if (sourceType == kCodeRefused) return 2;
+    if (OfTheService(destType)) {
+      const ScopedWorkingFile dst(shared.platform, "$TEMP.DST");
+      Convert(shared, sourceType, kCodeDst, sourceFile, dst.Path());
+      const int16_t code = RunDesignFileSequence(shared, dst.Path(), destFile,
+                                                 [&dst] { dst.Remove(); });
+      if (code != 0) return code;
+      if (destType == kCodeHus) WriteHusColourBytes(shared, sourceFile, sourceType, destFile);
+      return 0;
+    }
+    const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
+    const int16_t converted = Convert(shared, sourceType, destType, sourceFile, working.Path());
+    if (converted != 0) return converted;
+    CopyFile(shared.platform, working.Path(), destFile);
+    return 0;
+  } catch (const RunTimeError& e) {
+    return e.Code();
+  }
+}
+
+int16_t DosRead(SharedRecord& shared, const std::string& sourceName, const std::string& destName) {
+  DosState& dos = shared.Own<DosState>();
+  dos.LastReadName = sourceName;
+  try {
+    const int16_t sourceType = FindFormatCode(sourceName);
+    const int16_t destType = FindFormatCode(destName);
+    DeleteFile(shared.platform, destName);
+    // The same format on both sides: the file is copied as it stands.
+    if (LastThree(sourceName) == LastThree(destName)) {
+      CopyFile(shared.platform, sourceName, destName);
+      return 0;
+    }
+    const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
+    CopyFile(shared.platform, sourceName, working.Path());
+    PumpMessages(shared.platform);
+    dos.HusSourceName.clear();
+    if (OfTheService(sourceType)) {
+      const ScopedWorkingFile copy(shared.platform, "$TEMP." + LastThree(sourceName));
+      RenameFile(shared.platform, working.Path(), copy.Path());
+      if (sourceType == kCodeHus) dos.HusSourceName = sourceName;
+      const ScopedWorkingFile dst(shared.platform, "$TEMP.DST");
+      const int16_t code = RunDesignFileSequence(shared, copy.Path(), dst.Path(),
+                                                 [&copy] { copy.Remove(); });
+      if (code != 0) return code;
+      return Convert(shared, kCodeDst, destType, dst.Path(), destName);
+    }
+    return Convert(shared, sourceType, destType, working.Path(), destName);
+  } catch (const RunTimeError& e) {
+    return e.Code();
+  }
+}
+
+int16_t DosDelete(SharedRecord& shared, const std::string& fileName) {
+  try {
+    if (FileExists(shared.platform, fileName)) DeleteFile(shared.platform, fileName);
+    return 0;
+  } catch (const RunTimeError& e) {
+    return e.Code();
+  }
+}
+
+}  // namespace tavlin

@@ -1,0 +1,31 @@
+// The DOS row of the family table.
+#include "discs/dos/dos_disc.h"
+
+namespace tavlin {
+
+const DiscFamily& DosFamily() {
+  static const DiscFamily family{
+      .id = DiscFamilyId::Dos,
+      .name = "dos",
+      .formatType = OtherDOS,
+      .geometry = ImageFamily::Dos720,
+      .sectorBytes = 512,
+      // Its designs are files: the drive's file system reaches them.
+      .sectorAccess = false,
+      .deliversAs = "",
+      .emptyLayout = DosEmptyLayout,
+      .list = DosListDirectory,
+      .write = DosWrite,
+      .read = [](SharedRecord& shared, int, const std::string& sourceName, const std::string& destName) {
+        return DosRead(shared, sourceName, destName);
+      },
+      .remove = [](SharedRecord& shared, int, const std::string& fileName) {
+        return DosDelete(shared, fileName);
+      },
+      // The only family of 512-byte sectors.
+      .probe = nullptr,
+  };
+  return family;
+}
+
+}  // namespace tavlin
