@@ -3,12 +3,10 @@
 #include <string>
 
 #include "common.h"
-#include "tavlin/stitch_files.h"
-#include "tavlin/tavlin.h"
+#include "tavlin/convert.h"
 #include "verbs.h"
 
 namespace tavlin::cli {
-
 
 void AddConvert(CLI::App& app, int& exitCode) {
   auto* verb = app.add_subcommand("convert", "Convert a stitch file to another format, "
@@ -22,8 +20,8 @@ void AddConvert(CLI::App& app, int& exitCode) {
                    "longest piece of a split move, 20 to 121 (0.1 mm)")
       ->check(CLI::Range(20, 121));
   verb->callback([source, dest, maxStitch, &exitCode] {
-    std::error_code ec;
-    if (!std::filesystem::is_regular_file(*source, ec)) {
+    std::error_code missing;
+    if (!std::filesystem::is_regular_file(*source, missing)) {
       exitCode = Fail("cannot convert " + *source + ": file not found (code 53)");
       return;
     }
@@ -33,12 +31,11 @@ void AddConvert(CLI::App& app, int& exitCode) {
         return;
       }
     }
-    Tavlin tavlin;
-    tavlin.MaxStitchLen(static_cast<int16_t>(*maxStitch));
-    const int result = ConvertSafely(*source, *dest, MakeProgressBar());
-    if (result != 0) {
-      exitCode = Fail("cannot convert " + *source + " to " + *dest + ": " + CodeInWords(result));
-    }
+    const ConvertOptions options{.maxStitchLength = static_cast<int16_t>(*maxStitch),
+                                 .progress = ProgressBar()};
+    const std::error_code ec = Convert(*source, *dest, options);
+    ClearProgressBar();
+    if (ec) exitCode = Fail("cannot convert " + *source + " to " + *dest + ": " + InWords(ec));
   });
 }
 

@@ -8,9 +8,11 @@
 #include <vector>
 
 #include "common.h"
-#include "disc.h"
-#include "tavlin/stitch_files.h"
-#include "tavlin/tavlin.h"
+#include "sample_design.h"
+#include "tavlin/convert.h"
+#include "tavlin/design.h"
+#include "tavlin/disc.h"
+#include "tavlin/error.h"
 #include "verbs.h"
 
 namespace tavlin::cli {
@@ -43,98 +45,94 @@ struct Essence {
   }
 };
 
-bool IsColourChange(int16_t kind) { return kind == 2 || (kind >= 23 && kind <= 30); }
-
-int ReadEssence(const std::string& path, Essence& essence) {
-  const int result = ReadDesign(path, [&essence](const DesignStep& step) {
-    if (step.kind == 0) essence.stitches.push_back({std::lround(step.posX), std::lround(step.posY)});
-    if (IsColourChange(step.kind)) essence.colourChanges += 1;
+std::error_code ReadEssence(const std::string& path, Essence& essence) {
+  return ReadDesign(path, [&essence](const DesignStep& step) {
+    if (step.kind == StepKind::Stitch) {
+      essence.stitches.push_back({std::lround(step.posX), std::lround(step.posY)});
+    }
+    if (ChangesColour(step.kind)) essence.colourChanges += 1;
   });
-  return result;
 }
 
 // A QEP made from a CND carries the CND's codes: positions are 7 to 10, the jump
 // mode goes on at 18 and off at 14, and 19 changes colour.
-int ReadCndEssence(const std::string& path, Essence& essence) {
+std::error_code ReadCndEssence(const std::string& path, Essence& essence) {
   bool jumping = false;
-  const int result = ReadDesign(path, [&](const DesignStep& step) {
-    if (step.kind == 18) jumping = true;
-    if (step.kind == 14) jumping = false;
-    if (step.kind == 7 && !jumping) {
+  return ReadDesign(path, [&](const DesignStep& step) {
+    const auto kind = static_cast<int16_t>(step.kind);
+    if (kind == 18) jumping = true;
+    if (kind == 14) jumping = false;
+    if (kind == 7 && !jumping) {
       essence.stitches.push_back({std::lround(step.posX), std::lround(step.posY)});
     }
-    if (step.kind == 19) essence.colourChanges += 1;
+    if (kind == 19) essence.colourChanges += 1;
   });
-  return result;
 }
 
-// CND is read only into QEP and QCD, and QCD only into CND: those two come back by
-// way of the formats that read them.
-int ReadBack(const std::string& path, int16_t code, Essence& essence) {
-  if (code != 6 && code != 8) return ReadEssence(path, essence);
-  std::string cnd = path;
-  if (code == 8) {
-    cnd = path + ".CND";
-    if (const int r = ConvertSafely(path, cnd, nullptr); r != 0) return r;
+const FormatInfo* FormatOf(const std::string& fileEnd) {
+  static const std::vector<FormatInfo> formats = StitchFormats();
+  for (const FormatInfo& f : formats) {
+    if (f.fileEnd == fileEnd) return &f;
   }
-  const std::string qep = path + ".QEP";
-  if (const int r = ConvertSafely(cnd, qep, nullptr); r != 0) return r;
-  return ReadCndEssence(qep, essence);
+  return nullptr;
+}
+
+// A format that is read only into others comes back by way of the first of them,
+// until one that reads into anything.
+std::error_code ReadBack(const std::string& path, const FormatInfo& format, Essence& essence) {
+  if (format.readOnlyInto.empty()) return ReadEssence(path, essence);
+  std::string at = path;
+  const FormatInfo* through = &format;
+  while (!through->readOnlyInto.empty()) {
+    const std::string next = through->readOnlyInto.substr(0, through->readOnlyInto.find(' '));
+    through = FormatOf(next);
+    if (through == nullptr) return ResultCode(5);
+    const std::string nextPath = at + through->typicalEnd;
+    if (const std::error_code ec = Convert(at, nextPath)) return ec;
+    at = nextPath;
+  }
+  return ReadCndEssence(at, essence);
 }
 
 // Formats a disc image of the family, writes the sample to it, lists it, reads the
 // design back and compares: one row of the demo's disc table. Gives whether it held.
-bool DiscRow(const DiscFamily& family, const std::string& dir, const std::string& sample,
+bool DiscRow(DiscFamily family, const std::string& dir, const std::string& sample,
              const Essence& reference) {
-  const std::string image = (fs::path(dir) / ("sample-" + family.name + ".img")).string();
-  std::string verdict = "OK", listing = "-";
-  {
-    std::ofstream out(image, std::ios::binary | std::ios::trunc);
-    const ImageFamily size = family.image == ImageFamily::FromSize ? ImageFamily::Dos720 : family.image;
-    const std::string zeros(static_cast<size_t>(ImageBytes(size)), '\0');
-    out.write(zeros.data(), static_cast<std::streamsize>(zeros.size()));
-  }
-  BindDriveImage(0, image);
-  // A DOS disc keeps the name it is given, and its extension the format.
-  const bool dos = family.formatType == OtherDOS;
-  const std::string onDisc = dos ? "A:\\SAMPLE.DST" : "SAMPLE";
-  Tavlin tavlin;
-  const auto progress = std::make_shared<NoProgressBar>();
-  const std::string back = (fs::path(dir) / ("sample-" + family.name + "-back.QEP")).string();
+  const std::string name(DiscFamilyName(family));
+  const std::string image = (fs::path(dir) / ("sample-" + name + ".img")).string();
+  const std::string back = (fs::path(dir) / ("sample-" + name + "-back.QEP")).string();
+  std::string verdict = "OK", listing = "-", step = "format";
+  int32_t free = 0;
   Essence essence;
-  int16_t result = tavlin.FormatDisc(family.formatType);
-  std::string step = "format";
-  if (result == 0) {
+  fs::remove(image);
+  std::error_code ec = FormatDiscImage(image, family);
+  std::unique_ptr<Disc> disc;
+  if (!ec) {
+    step = "open";
+    disc = Disc::Open(image, family, ec);
+  }
+  std::string written;
+  if (!ec) {
     step = "write";
-    result = tavlin.WriteToDisc(sample, onDisc, family.formatType, progress);
+    // A DOS disc keeps the name it is given, and its extension the format.
+    ec = disc->Write(sample, {.name = family == DiscFamily::Dos ? "SAMPLE.DST" : "SAMPLE"}, written);
   }
-  if (result == 0) {
-    step = "list";
-    result = ListDisc(tavlin, &family);
-  }
-  if (result == 0) {
-    const std::vector<ListedDesign> designs = ListedDesigns(tavlin);
-    listing = designs.empty() ? "-" : designs.front().text;
+  if (!ec) {
+    const DiscEntry* entry = disc->Find(written);
+    listing = entry != nullptr ? entry->text : "-";
+    free = disc->Listing().freeStitches;
     step = "read";
-    result = tavlin.ReadFromDisc(0, onDisc, back, family.formatType, progress);
+    ec = entry != nullptr ? disc->Read(*entry, back) : make_error_code(DiscErrc::NoSuchDesign);
   }
-  if (result == 0) result = static_cast<int16_t>(ReadEssence(back, essence));
-  UnbindDrive(0);
-  if (result != 0) {
-    verdict = "FAILED: " + step + ": " + DiscResultInWords(step, result);
+  if (!ec) ec = ReadEssence(back, essence);
+  if (ec) {
+    verdict = "FAILED: " + step + ": " + InWords(ec);
   } else if (!(essence.stitches == reference.stitches) ||
              essence.colourChanges != reference.colourChanges) {
     verdict = "FAILED: the design read back differs";
   }
-  std::printf("%-7s %-24s %10d  %s\n", family.name.c_str(), listing.c_str(),
-              tavlin.FreeStitches(), verdict.c_str());
+  std::printf("%-7s %-24s %10d  %s\n", name.c_str(), listing.c_str(), free, verdict.c_str());
   return verdict == "OK";
-}
-
-std::string FileEndFor(const FormatInfo& format) {
-  if (format.code == 17) return ".U01";
-  if (format.fileEnd.empty() || format.fileEnd == "   ") return format.extension;
-  return "." + format.fileEnd;
 }
 
 }  // namespace
@@ -155,11 +153,10 @@ void AddDemo(CLI::App& app, int& exitCode) {
       return;
     }
     Essence reference;
-    if (const int result = ReadEssence(sample, reference); result != 0) {
-      exitCode = Fail("cannot read the sample back: " + CodeInWords(result));
+    if (const std::error_code read = ReadEssence(sample, reference)) {
+      exitCode = Fail("cannot read the sample back: " + InWords(read));
       return;
     }
-    Tavlin tavlin;  // the thread's defaults: drive A:, longest stitch 5 mm
     std::printf("sample design: %zu stitches, %d colour changes, long moves split at 5 mm,\n"
                 "written to %s\n\n",
                 reference.stitches.size(), reference.colourChanges, sample.c_str());
@@ -168,26 +165,26 @@ void AddDemo(CLI::App& app, int& exitCode) {
     int failures = 0;
     for (const FormatInfo& format : StitchFormats()) {
       if (!format.writes) continue;
-      const std::string out = (fs::path(*dir) / ("sample" + FileEndFor(format))).string();
+      const std::string out = (fs::path(*dir) / ("sample" + format.typicalEnd)).string();
       std::string verdict = "OK";
       Essence back;
-      int result = ConvertSafely(sample, out, nullptr);
-      if (result == 0) result = ReadBack(out, format.code, back);
-      if (result != 0) {
-        verdict = "FAILED: " + CodeInWords(result);
+      std::error_code failed = Convert(sample, out);
+      if (!failed) failed = ReadBack(out, format, back);
+      if (failed) {
+        verdict = "FAILED: " + InWords(failed);
       } else if (!(back.stitches == reference.stitches) ||
                  back.colourChanges != reference.colourChanges) {
         verdict = "FAILED: the design read back differs";
       }
-      if (format.code == 6 || format.code == 8) verdict += " (read back by way of QEP)";
+      if (!format.readOnlyInto.empty()) verdict += " (read back by way of QEP)";
       if (verdict.rfind("OK", 0) != 0) ++failures;
-      std::printf("%-7s %8lld %9zu  %-30s %s\n", FileEndFor(format).substr(1).c_str(),
+      std::printf("%-7s %8lld %9zu  %-30s %s\n", format.typicalEnd.substr(1).c_str(),
                   static_cast<long long>(fs::file_size(out, ec)), back.stitches.size(),
                   back.Extents().c_str(), verdict.c_str());
     }
     std::printf("\n%-7s %-24s %10s  %s\n", "disc", "listing after the write", "free", "result");
-    for (const std::string& name : DiscFamilyNames(true)) {
-      if (!DiscRow(*FindDiscFamily(name), *dir, sample, reference)) ++failures;
+    for (const DiscFamily family : DiscFamilies()) {
+      if (!DiscRow(family, *dir, sample, reference)) ++failures;
     }
     if (failures > 0) exitCode = Fail(std::to_string(failures) + " row(s) failed");
   });

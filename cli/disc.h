@@ -1,48 +1,45 @@
-// The disc families as the command knows them, and what the disc verbs share.
+// What the disc verbs share: the family option, opening a disc with its failure said,
+// and the listing as text and JSON.
 #pragma once
 
-#include <cstdint>
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
-#include <vector>
 
-#include "tavlin/drive.h"
-#include "tavlin/tavlin.h"
+#include "tavlin/disc.h"
 
 namespace tavlin::cli {
 
-struct DiscFamily {
-  std::string name;      // as given to --family
-  int16_t formatType;    // of the disc methods
-  ImageFamily image;     // FromSize: a DOS disc of either size, or a folder
-  bool formats;          // `disc format` makes it
-  bool designs;          // `disc list`, `write`, `read` and `delete` take it
+// The verbs of `tavlin disc`, one file each.
+void AddDiscFormat(CLI::App& disc, int& exitCode);
+void AddDiscList(CLI::App& disc, int& exitCode);
+void AddDiscIdentify(CLI::App& disc, int& exitCode);
+void AddDiscWrite(CLI::App& disc, int& exitCode);
+void AddDiscRead(CLI::App& disc, int& exitCode);
+void AddDiscDelete(CLI::App& disc, int& exitCode);
+
+struct DiscArgs {
+  std::string image;
+  std::string family;  // empty: identify the disc
 };
 
-// The family named, or null.
-const DiscFamily* FindDiscFamily(const std::string& name);
-std::vector<std::string> DiscFamilyNames(bool forDesigns);
+// IMAGE and --family (default: identify) of a verb that works on the designs of a disc.
+CLI::App* AddDiscVerb(CLI::App& disc, const std::string& name, const std::string& description,
+                      DiscArgs& args);
 
-// Binds drive A: to the image, or for a DOS disc to a folder; false, with the error
-// said, when it can't be.
-bool BindDisc(const std::string& path, const DiscFamily* family, int& exitCode);
+// Opens the disc of the arguments, identifying it when no family is named; null, with
+// the failure said and the exit code set, when it can't be.
+std::unique_ptr<Disc> OpenDisc(const DiscArgs& args, const std::string& doing, int& exitCode);
 
-// One design of a listing: its line, as shown, and its name and stitches.
-struct ListedDesign {
-  int line;
-  std::string text;
-  std::string name;
-  long stitches;
-};
+// The design ENTRY names: a name on the disc ("A01", "A01.DAT", ZSK's "7"), or else a
+// line of the listing counted from 0. Null, with the failure said, when none.
+const DiscEntry* FindEntry(const Disc& disc, const std::string& entry, const std::string& doing,
+                           int& exitCode);
 
-// The designs of the last listing, from Files().
-std::vector<ListedDesign> ListedDesigns(const Tavlin& tavlin);
-
-// Lists the disc of the family, or identifies it first when no family is given; gives
-// the listing's result.
-int16_t ListDisc(Tavlin& tavlin, const DiscFamily* family);
-
-// The words for a result of a disc operation ("list", "write", "read", "delete",
-// "format"), e.g. "no design number left: the disc holds 99 designs (code 4)".
-std::string DiscResultInWords(const std::string& operation, int code);
+// The listing's lines, "   0  A01     .DAT       44".
+void PrintDesigns(const DiscListing& listing);
+nlohmann::ordered_json ListingJson(const DiscListing& listing, const std::string& image);
 
 }  // namespace tavlin::cli

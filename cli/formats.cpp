@@ -1,7 +1,7 @@
 // tavlin formats: every format code, its extension, and what this build does with it.
 #include <cstdio>
 
-#include "tavlin/stitch_files.h"
+#include "tavlin/design.h"
 #include "verbs.h"
 
 namespace tavlin::cli {

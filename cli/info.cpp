@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common.h"
-#include "tavlin/stitch_files.h"
+#include "tavlin/design.h"
 #include "verbs.h"
 
 namespace tavlin::cli {
@@ -27,9 +27,8 @@ void AddInfo(CLI::App& app, int& exitCode) {
   verb->add_flag("--json", *json, "print JSON");
   verb->callback([file, json, &exitCode] {
     DesignSummary s;
-    const int result = SummariseDesign(*file, s);
-    if (result != 0) {
-      exitCode = Fail("cannot read " + *file + ": " + CodeInWords(result));
+    if (const std::error_code ec = SummariseDesign(*file, s)) {
+      exitCode = Fail("cannot read " + *file + ": " + InWords(ec));
       return;
     }
     if (*json) {

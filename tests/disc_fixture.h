@@ -44,7 +44,7 @@ class DiscImage {
 
   // The family's own listing, as the class's Directory calls run it.
   int16_t List() {
-    const DiscFamily* family = DiscFamilyByFormatType(formatType_);
+    const DiscFamilyRecord* family = DiscFamilyByFormatType(formatType_);
     if (family == nullptr) return -1;
     SharedRecord& shared = ThreadSharedRecord();
     if (!family->sectorAccess) return family->list(shared);

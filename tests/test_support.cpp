@@ -4,7 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tavlin/stitch_files.h"
+#include "tavlin/convert.h"
+#include "tavlin/design.h"
 
 namespace tavlin::test {
 
@@ -12,11 +13,13 @@ std::vector<Needle> NeedlesOf(const std::string& path, bool withJumps) {
   std::vector<Needle> needles;
   EXPECT_EQ(ReadDesign(path,
                        [&needles, withJumps](const DesignStep& s) {
-                         if (s.kind == KindJump && !withJumps) return;
-                         const int16_t kind = s.kind >= 23 && s.kind <= 30 ? int16_t{2} : s.kind;
+                         if (s.kind == StepKind::Jump && !withJumps) return;
+                         const int16_t kind = ChangesColour(s.kind)
+                                                  ? int16_t{2}
+                                                  : static_cast<int16_t>(s.kind);
                          needles.push_back(
                              {std::lround(s.posX), std::lround(s.posY), kind, s.colour});
-                       }),
+                       }).value(),
             0)
       << path;
   return needles;

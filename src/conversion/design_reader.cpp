@@ -28,7 +28,7 @@ int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
   ConversionRun run(settings);
   run.OriginalSourceType = FindFormatCode(path);
   // A destination that asks nothing of the decoders.
-  run.OriginalDestType = kCodeRefused;
+  run.OriginalDestType = RefusedNameCodec().code;
   try {
     if (!FileExists(platform, path)) return kFileNotFound;
     if (!CanConvert(run.OriginalSourceType, run.OriginalDestType)) return kInvalidCall;
@@ -49,7 +49,7 @@ int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
       }
       out.x = run.step.StepX;
       out.y = run.step.StepY;
-      out.kind = run.step.StepKind;
+      out.kind = static_cast<StepKind>(run.step.StepKind);
       out.posX = run.PosX;
       out.posY = run.PosY;
       out.colour = run.ColourIndex;

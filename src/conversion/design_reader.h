@@ -7,7 +7,7 @@
 #include <string>
 
 #include "platform/drives.h"
-#include "tavlin/stitch_files.h"
+#include "tavlin/design.h"
 
 namespace tavlin {
 

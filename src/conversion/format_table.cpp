@@ -36,7 +36,7 @@ constexpr Codec kPcm = {.code = kCodePcm, .fileEnd = "PCM", .extension = ".PCM",
 constexpr Codec kPcs = {.code = kCodePcs, .fileEnd = "PCS", .extension = ".PCS", .family = "Pfaff"};
 constexpr Codec kHus = {.code = kCodeHus, .fileEnd = "HUS", .extension = ".HUS",
                         .family = "design-file service", .designService = true,
-                        .palette = ThreadPalette::Hus};
+                        .threadBytes = true, .palette = ThreadPalette::Hus};
 // No file end gives VIP's code: "VIP" is refused like any unknown end.
 constexpr Codec kVip = {.code = kCodeVip, .extension = ".VIP", .family = "none"};
 constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
@@ -80,6 +80,8 @@ const Codec& CodecOf(int16_t code) {
 
 const Codec* const* CodecsBegin() { return kCodecs.data(); }
 const Codec* const* CodecsEnd() { return kCodecs.data() + kCodecs.size(); }
+
+const Codec& RefusedNameCodec() { return kRefusedCodec; }
 
 bool IsNamedFormat(const Codec& codec) { return &codec != &kRefusedCodec; }
 

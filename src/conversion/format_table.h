@@ -69,15 +69,19 @@ struct ThreadTableAt {
 // The trim record a destination gets in front of the last jumps written, where a DST
 // source draws a trim as a run of jumps.
 struct DrawnTrim {
-  std::string_view record;
+  std::string_view record{};
   int back = 0;  // bytes of the four jumps it goes ahead of
 };
 
 struct Codec {
   int16_t code = 0;
-  std::string_view fileEnd;    // the last three characters of a file name, upper case; empty: none
-  std::string_view extension;  // what path resolution appends to a drive path
-  std::string_view family;     // the machine maker's name for it
+  std::string_view fileEnd{};    // the last three characters of a file name, upper case; empty: none
+  std::string_view extension{};  // what path resolution appends to a drive path
+  std::string_view family{};     // the machine maker's name for it
+  std::string_view nameEnd{};    // how a file of a format without a file end of its own is named
+  // The formats this one is read only into, blank-separated: what a reader must route
+  // through to see the design.
+  std::string_view readOnlyInto{};
 
   DecodeFn decode = nullptr;   // null: not read
   EncodeFn encode = nullptr;   // null: not written
@@ -87,14 +91,15 @@ struct Codec {
 
   bool textHeader = false;  // 512 bytes ahead of the records: a source skips them, a
                             // destination gets spaces there and the text header at the end
-  std::string_view openingRecord;
+  std::string_view openingRecord{};
   Opening opening = Opening::None;
-  DrawnTrim drawnTrim;
+  DrawnTrim drawnTrim{};
 
   // A wrapper (T01, T03): the code whose records it holds, and the record its head ends in.
   int16_t wraps = 0;
-  std::string_view wrapperOpening;
+  std::string_view wrapperOpening{};
   bool Wrapper() const { return !wrapperOpening.empty(); }
+  int64_t maxFileBytes = 0;       // a length field that ends the format's files there; 0: none
 
   int passes = 1;                 // a PES destination runs the source three times
   bool countsColours = true;      // records per colour are kept for this destination
@@ -108,7 +113,8 @@ struct Codec {
   bool carriesQepRecords = false;
 
   bool designService = false;     // HUS, SHV: only the design-file service reads and writes them
-  ThreadTableAt threadTable;       // a source's RGB thread table
+  bool threadBytes = false;       // HUS: a zero and a palette index per thread from offset 41
+  ThreadTableAt threadTable{};       // a source's RGB thread table
   ThreadPalette palette = ThreadPalette::Pes;  // a destination's palette
 
   // Whether this build reads or writes it (a wrapper as the records it holds).
@@ -124,6 +130,10 @@ const Codec* FindCodec(int16_t code);
 // Every record, in code order, the refused name's first.
 const Codec* const* CodecsBegin();
 const Codec* const* CodecsEnd();
+
+// The record of refused names, which reads three-byte steps of no movement and writes
+// zero records: a destination that asks nothing of the decoders.
+const Codec& RefusedNameCodec();
 
 // A format a host can name: the record of refused names is not one.
 bool IsNamedFormat(const Codec& codec);

@@ -1,5 +1,7 @@
 #include "conversion/numbers.h"
 
+#include <cctype>
+#include <climits>
 #include <cmath>
 
 #include "platform/run_time_error.h"
@@ -45,6 +47,25 @@ std::string ThousandsText(int64_t value) {
 std::string FileNameOf(std::string_view path) {
   const size_t cut = path.find_last_of("\\/");
   return std::string(cut == std::string_view::npos ? path : path.substr(cut + 1));
+}
+
+int32_t ThousandsValue(std::string_view text) {
+  size_t i = 0;
+  while (i < text.size() && std::isspace(static_cast<unsigned char>(text[i]))) ++i;
+  const bool negative = i < text.size() && text[i] == '-';
+  if (negative) ++i;
+  int64_t value = 0;
+  bool digits = false;
+  for (; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == ',') continue;
+    if (!std::isdigit(static_cast<unsigned char>(c))) break;
+    digits = true;
+    value = value * 10 + (c - '0');
+    if (value > INT32_MAX) return 0;
+  }
+  if (!digits) return 0;
+  return static_cast<int32_t>(negative ? -value : value);
 }
 
 }  // namespace tavlin

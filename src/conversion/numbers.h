@@ -39,6 +39,8 @@ std::string IntToBytes4(double value);
 
 // "#,###,###": digits in groups of three with commas; an empty text for 0.
 std::string ThousandsText(int64_t value);
+// The value of such a text, "387,072"; 0 where it holds no digits or more than 32 bits.
+int32_t ThousandsValue(std::string_view text);
 
 // The text behind the last path separator ("\" or "/"), the extension kept.
 std::string FileNameOf(std::string_view path);

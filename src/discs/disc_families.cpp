@@ -5,34 +5,34 @@
 namespace tavlin {
 
 // Each family's record, defined in its own folder.
-const DiscFamily& FmcFamily();
-const DiscFamily& Fdr3Family();
-const DiscFamily& ZskFamily();
-const DiscFamily& DosFamily();
+const DiscFamilyRecord& FmcFamily();
+const DiscFamilyRecord& Fdr3Family();
+const DiscFamilyRecord& ZskFamily();
+const DiscFamilyRecord& DosFamily();
 
-std::span<const DiscFamily* const> DiscFamilies() {
-  static const std::array<const DiscFamily*, 4> families = {&FmcFamily(), &Fdr3Family(),
+std::span<const DiscFamilyRecord* const> DiscFamilyRecords() {
+  static const std::array<const DiscFamilyRecord*, 4> families = {&FmcFamily(), &Fdr3Family(),
                                                             &ZskFamily(), &DosFamily()};
   return families;
 }
 
-const DiscFamily& DiscFamilyById(DiscFamilyId id) {
-  for (const DiscFamily* family : DiscFamilies()) {
+const DiscFamilyRecord& DiscFamilyById(DiscFamilyId id) {
+  for (const DiscFamilyRecord* family : DiscFamilyRecords()) {
     if (family->id == id) return *family;
   }
   // Every id has its row; reaching here is a table left incomplete.
-  return *DiscFamilies().front();
+  return *DiscFamilyRecords().front();
 }
 
-const DiscFamily* DiscFamilyByFormatType(int32_t formatType) {
-  for (const DiscFamily* family : DiscFamilies()) {
+const DiscFamilyRecord* DiscFamilyByFormatType(int32_t formatType) {
+  for (const DiscFamilyRecord* family : DiscFamilyRecords()) {
     if (family->formatType == formatType) return family;
   }
   return nullptr;
 }
 
-const DiscFamily* DiscFamilyByName(std::string_view name) {
-  for (const DiscFamily* family : DiscFamilies()) {
+const DiscFamilyRecord* DiscFamilyByName(std::string_view name) {
+  for (const DiscFamilyRecord* family : DiscFamilyRecords()) {
     if (family->name == name) return family;
   }
   return nullptr;

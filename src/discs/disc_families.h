@@ -42,7 +42,7 @@ using DeleteFn = int16_t (*)(SharedRecord& shared, int entry, const std::string&
 using ProbeFn = bool (*)(SharedRecord& shared);
 using EmptyLayoutFn = std::vector<LayoutWrite> (*)();
 
-struct DiscFamily {
+struct DiscFamilyRecord {
   DiscFamilyId id;
   std::string_view name;    // as the command names it
   FormatT formatType;       // as the class names it
@@ -63,12 +63,12 @@ struct DiscFamily {
 };
 
 // Every family, in the order identification asks their probes.
-std::span<const DiscFamily* const> DiscFamilies();
+std::span<const DiscFamilyRecord* const> DiscFamilyRecords();
 
-const DiscFamily& DiscFamilyById(DiscFamilyId id);
+const DiscFamilyRecord& DiscFamilyById(DiscFamilyId id);
 // The family of the class's format type, or null for a type that names none.
-const DiscFamily* DiscFamilyByFormatType(int32_t formatType);
+const DiscFamilyRecord* DiscFamilyByFormatType(int32_t formatType);
 // The family of the command's name ("fmc", "fdr3", "zsk", "dos"), or null.
-const DiscFamily* DiscFamilyByName(std::string_view name);
+const DiscFamilyRecord* DiscFamilyByName(std::string_view name);
 
 }  // namespace tavlin

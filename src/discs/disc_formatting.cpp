@@ -5,7 +5,7 @@
 
 namespace tavlin {
 
-int16_t FormatFloppy(SharedRecord& shared, const DiscFamily& family) {
+int16_t FormatFloppy(SharedRecord& shared, const DiscFamilyRecord& family) {
   if (!FormatTracks(shared, family.sectorBytes)) return 1;
   for (const LayoutWrite& write : family.emptyLayout()) {
     if (!WriteFormattedSector(shared, write.track, write.head, write.sector, write.bytes,

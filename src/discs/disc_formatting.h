@@ -11,7 +11,7 @@
 namespace tavlin {
 
 // 0, or 1 when a track or a sector of the file system fails.
-int16_t FormatFloppy(SharedRecord& shared, const DiscFamily& family);
+int16_t FormatFloppy(SharedRecord& shared, const DiscFamilyRecord& family);
 bool FormatDos720(SharedRecord& shared);
 
 }  // namespace tavlin

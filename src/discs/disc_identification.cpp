@@ -27,20 +27,20 @@ bool ReadTries(SharedRecord& shared, int track, int head, int sector, int attemp
 
 // The first family of the sector size whose probe claims the disc, else the one of that
 // size that has no probe.
-const DiscFamily* FamilyOfDisc(SharedRecord& shared, int sectorBytes) {
-  for (const DiscFamily* family : DiscFamilies()) {
+const DiscFamilyRecord* FamilyOfDisc(SharedRecord& shared, int sectorBytes) {
+  for (const DiscFamilyRecord* family : DiscFamilyRecords()) {
     if (family->sectorBytes == sectorBytes && family->probe != nullptr && family->probe(shared)) {
       return family;
     }
   }
-  for (const DiscFamily* family : DiscFamilies()) {
+  for (const DiscFamilyRecord* family : DiscFamilyRecords()) {
     if (family->sectorBytes == sectorBytes && family->probe == nullptr) return family;
   }
   return nullptr;
 }
 
-int16_t Identify(SharedRecord& shared) {
-  shared.DiscFilesText.clear();
+int16_t Identify(SharedRecord& shared, const DiscFamilyRecord*& told) {
+  shared.ClearListingText();
   shared.DiscFormatText.clear();
   shared.FreeStitchesText = "0";
   shared.DiscByteCount = 0;
@@ -72,16 +72,21 @@ int16_t Identify(SharedRecord& shared) {
     // can't be read is none of theirs.
     if (!ReadTries(shared, 2, 0, 1, 4)) return 3;
   }
-  const DiscFamily* family = FamilyOfDisc(shared, dosGeometry ? 512 : 256);
+  const DiscFamilyRecord* family = FamilyOfDisc(shared, dosGeometry ? 512 : 256);
   if (family == nullptr) return 3;
+  told = family;
   return family->list(shared);
 }
 
 }  // namespace
 
-int16_t IdentifyDisc(SharedRecord& shared) {
+int16_t IdentifyDisc(SharedRecord& shared, const DiscFamilyRecord** told) {
+  const DiscFamilyRecord* family = nullptr;
+  if (told != nullptr) *told = nullptr;
   try {
-    return Identify(shared);
+    const int16_t result = Identify(shared, family);
+    if (told != nullptr) *told = family;
+    return result;
   } catch (const RunTimeError& e) {
     // No disc in the drive; any other failure leaves what stood and reports nothing.
     return e.Code() == kDiskNotReady ? 4 : 0;

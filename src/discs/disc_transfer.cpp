@@ -12,17 +12,17 @@ namespace tavlin {
 
 void StartListing(SharedRecord& shared, int16_t discType) {
   shared.CurrentDiscType = discType;
-  shared.DiscFilesText.clear();
+  shared.ClearListingText();
   shared.DiscFormatText.clear();
   shared.FreeStitchesText = "0";
   shared.SectorBuffer.fill(0);
   shared.SectorBufferLen = static_cast<int16_t>(kSectorBufferBytes);
 }
 
-std::string ListingLine(const std::string& name, int64_t number) {
+void AddListingLine(SharedRecord& shared, const std::string& name, int64_t number) {
   char count[24];
   std::snprintf(count, sizeof count, " %8lld", static_cast<long long>(number));
-  return name + count + '\0';
+  shared.AddListingLine(name, number, name + count);
 }
 
 int LowestFreeNumber(const std::function<bool(int)>& taken) {

@@ -17,9 +17,9 @@ namespace tavlin {
 // clean sector buffer.
 void StartListing(SharedRecord& shared, int16_t discType);
 
-// A line of a proprietary listing: the 12-character name, a blank, the number
+// Adds a line of a proprietary listing: the 12-character name, a blank, the number
 // right-aligned in 8 characters, and the NUL that ends every line.
-std::string ListingLine(const std::string& name, int64_t number);
+void AddListingLine(SharedRecord& shared, const std::string& name, int64_t number);
 
 // The lowest design number from 1 to 99 that is not taken, or 0 when all are.
 int LowestFreeNumber(const std::function<bool(int)>& taken);

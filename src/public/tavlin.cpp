@@ -1,8 +1,6 @@
 #include "tavlin/tavlin.h"
 
-#include <cctype>
-#include <climits>
-
+#include "conversion/numbers.h"
 #include "discs/disc_families.h"
 #include "discs/disc_formatting.h"
 #include "discs/disc_identification.h"
@@ -15,7 +13,7 @@ namespace tavlin {
 namespace {
 
 int16_t ListWithSectorAccess(SharedRecord& shared, DiscFamilyId id) {
-  const DiscFamily& family = DiscFamilyById(id);
+  const DiscFamilyRecord& family = DiscFamilyById(id);
   return WithSectorAccess(shared, [&] { return family.list(shared); });
 }
 
@@ -33,7 +31,7 @@ int16_t Tavlin::FormatDisc(int16_t formatType) {
   // A high-density disc isn't formatted; every other DOS machine's type, 3 to 19, gets
   // the same 720 KB DOS disc.
   if (formatType == DSHD) return 2;
-  const DiscFamily* family = DiscFamilyByFormatType(formatType);
+  const DiscFamilyRecord* family = DiscFamilyByFormatType(formatType);
   if (family == nullptr && formatType >= 3 && formatType <= 19) {
     family = &DiscFamilyById(DiscFamilyId::Dos);
   }
@@ -45,7 +43,7 @@ int16_t Tavlin::WriteToDisc(const std::string& sourceFile, const std::string& de
                             int16_t formatType, std::shared_ptr<Progress> pb) {
   shared_.LastDestFile = destFile;
   shared_.CurrentPB = std::move(pb);
-  const DiscFamily* family = DiscFamilyByFormatType(formatType);
+  const DiscFamilyRecord* family = DiscFamilyByFormatType(formatType);
   if (family == nullptr) return 3;
   return family->write(shared_, sourceFile, destFile);
 }
@@ -60,26 +58,7 @@ std::string Tavlin::Files() const { return shared_.DiscFilesText; }
 
 std::string Tavlin::Format() const { return shared_.DiscFormatText; }
 
-int32_t Tavlin::FreeStitches() const {
-  // The text holds thousands separators: "387,072".
-  const std::string& text = shared_.FreeStitchesText;
-  size_t i = 0;
-  while (i < text.size() && std::isspace(static_cast<unsigned char>(text[i]))) ++i;
-  const bool negative = i < text.size() && text[i] == '-';
-  if (negative) ++i;
-  long long value = 0;
-  bool digits = false;
-  for (; i < text.size(); ++i) {
-    const char c = text[i];
-    if (c == ',') continue;
-    if (!std::isdigit(static_cast<unsigned char>(c))) break;
-    digits = true;
-    value = value * 10 + (c - '0');
-    if (value > INT32_MAX) return 0;
-  }
-  if (!digits) return 0;
-  return static_cast<int32_t>(negative ? -value : value);
-}
+int32_t Tavlin::FreeStitches() const { return ThousandsValue(shared_.FreeStitchesText); }
 
 int16_t Tavlin::SetDrive() const { return shared_.CurrentDrive; }
 
@@ -95,7 +74,7 @@ int16_t Tavlin::ReadFromDisc(int16_t fileNumber, const std::string& sourceName,
                              const std::string& destName, int16_t formatType,
                              std::shared_ptr<Progress> pb) {
   shared_.CurrentPB = std::move(pb);
-  const DiscFamily* family = DiscFamilyByFormatType(formatType);
+  const DiscFamilyRecord* family = DiscFamilyByFormatType(formatType);
   if (family == nullptr) return 3;
   // The disc routines count entries from 1.
   return family->read(shared_, fileNumber + 1, sourceName, destName);
@@ -103,7 +82,7 @@ int16_t Tavlin::ReadFromDisc(int16_t fileNumber, const std::string& sourceName,
 
 int16_t Tavlin::DeleteFromDisc(int16_t fileNumber, const std::string& fileName,
                                int16_t formatType) {
-  const DiscFamily* family = DiscFamilyByFormatType(formatType);
+  const DiscFamilyRecord* family = DiscFamilyByFormatType(formatType);
   const int entry = fileNumber + 1;
   if (family != nullptr && family->sectorAccess) {
     return WithSectorAccess(shared_, [&] { return family->remove(shared_, entry, fileName); });

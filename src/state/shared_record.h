@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 #include <typeindex>
 #include <typeinfo>
 #include <unordered_map>
@@ -26,10 +27,29 @@ struct DesignServiceState {
   bool diskOpen = false;
 };
 
+// A line of the last listing as the library API shows it: what DiscFilesText holds as
+// text, kept apart so that no caller has to parse that text.
+struct ListingEntry {
+  std::string name;      // as the line shows it, blanks included
+  int64_t number = -1;   // the line's figure (stitches), or -1 where it shows none
+  std::string text;      // the line without its NUL
+};
+
 struct SharedRecord {
   int16_t CurrentDrive = 0;
   int16_t CurrentDiscType = 0;
   std::string DiscFilesText;
+  std::vector<ListingEntry> ListingEntries;  // the lines of DiscFilesText
+
+  void ClearListingText() {
+    DiscFilesText.clear();
+    ListingEntries.clear();
+  }
+  // Appends a line to the listing text, ended by its NUL, and to the entries.
+  void AddListingLine(const std::string& name, int64_t number, const std::string& text) {
+    DiscFilesText += text + '\0';
+    ListingEntries.push_back({name, number, text});
+  }
   std::string DiscFormatText;
   std::string FreeStitchesText;
   int32_t DiscByteCount = 0;
@@ -38,6 +58,8 @@ struct SharedRecord {
   bool PESAbosulteFlag = false;
   std::string HoopSizeText;
   std::string LastDestFile;
+  // The name the last disc write that succeeded gave its design, as the listing shows it.
+  std::string WrittenName;
   std::shared_ptr<Progress> CurrentPB;
   int16_t SavedVectorA = 0;
   int16_t SavedVectorB = 0;

@@ -3,7 +3,8 @@
 
 #include <map>
 
-#include "tavlin/stitch_files.h"
+#include "tavlin/convert.h"
+#include "tavlin/design.h"
 #include "test_support.h"
 
 namespace tavlin {
@@ -93,8 +94,11 @@ struct Counts {
 
 Counts CountsOf(const std::string& path) {
   Counts counts;
-  EXPECT_EQ(ReadDesign(path, [&counts](const DesignStep& s) { counts.kinds[s.kind] += 1; }), 0);
-  EXPECT_EQ(SummariseDesign(path, counts.summary), 0);
+  EXPECT_EQ(ReadDesign(path, [&counts](const DesignStep& s) {
+              counts.kinds[static_cast<int16_t>(s.kind)] += 1;
+            }).value(),
+            0);
+  EXPECT_EQ(SummariseDesign(path, counts.summary).value(), 0);
   return counts;
 }
 

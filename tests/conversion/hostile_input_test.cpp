@@ -6,7 +6,8 @@
 
 #include "disc_fixture.h"
 #include "state/shared_record.h"
-#include "tavlin/stitch_files.h"
+#include "tavlin/convert.h"
+#include "tavlin/design.h"
 
 namespace tavlin {
 namespace {
@@ -29,10 +30,11 @@ TEST(HostileInput, RandomFilesInEveryReadableFormatConvertOrFailCleanly) {
       const std::string source = dir / ("in." + format.fileEnd);
       test::WriteBytes(source, RandomBytes(random, size));
       for (const char* dest : {"out.DST", "out.QEP", "out.CND", "out.T01"}) {
-        const int16_t result = ConvertStitchFiles(source, dir / dest);
-        // A run that fails leaves no destination behind.
+        test::WriteBytes(dir / dest, "before");
+        const int result = Convert(source, dir / dest).value();
+        // A run that fails leaves the destination as it was.
         if (result != 0) {
-          EXPECT_FALSE(std::filesystem::exists(dir / dest)) << format.fileEnd << size;
+          EXPECT_EQ(test::ReadBytes(dir / dest), "before") << format.fileEnd << size;
         }
       }
       DesignSummary summary;

@@ -4,7 +4,8 @@
 
 #include <cmath>
 
-#include "tavlin/stitch_files.h"
+#include "tavlin/convert.h"
+#include "tavlin/design.h"
 #include "test_support.h"
 
 namespace tavlin {

@@ -3,7 +3,8 @@
 
 #include <cmath>
 
-#include "tavlin/stitch_files.h"
+#include "tavlin/convert.h"
+#include "tavlin/design.h"
 #include "tavlin/tavlin.h"
 #include "test_support.h"
 
@@ -23,15 +24,15 @@ TEST(Samples, StarDstGoesToDstAndBackUnchanged) {
   test::TempDir dir;
   Tavlin tavlin;
   const std::string star = test::Samples() + "/Star.DST";
-  ASSERT_EQ(ConvertStitchFiles(star, dir / "star.DST"), 0);
+  ASSERT_EQ(Convert(star, dir / "star.DST").value(), 0);
   std::vector<Needle> source = test::NeedlesOf(star, true);
   const std::vector<Needle> copy = test::NeedlesOf(dir / "star.DST", true);
   // The copy opens with a jump of no length of its own.
   ASSERT_FALSE(copy.empty());
   EXPECT_EQ(copy.front(), (Needle{0, 0, KindJump, 1}));
   EXPECT_EQ(std::vector<Needle>(copy.begin() + 1, copy.end()), source);
-  ASSERT_EQ(ConvertStitchFiles(dir / "star.DST", dir / "again.T01"), 0);
-  ASSERT_EQ(ConvertStitchFiles(dir / "again.T01", dir / "again.DST"), 0);
+  ASSERT_EQ(Convert(dir / "star.DST", dir / "again.T01").value(), 0);
+  ASSERT_EQ(Convert(dir / "again.T01", dir / "again.DST").value(), 0);
   const std::vector<Needle> again = test::NeedlesOf(dir / "again.DST", true);
   // Through the wrapper: each conversion's opening jump and the wrapper's own, before
   // the copy's: four jumps of no length, and nothing else.
@@ -44,7 +45,7 @@ TEST(Samples, StarDstExtentsAgreeWithItsOwnHeader) {
   const std::string star = test::Samples() + "/Star.DST";
   const std::string header = test::ReadBytes(star).substr(0, 512);
   DesignSummary summary;
-  ASSERT_EQ(SummariseDesign(star, summary), 0);
+  ASSERT_EQ(SummariseDesign(star, summary).value(), 0);
   EXPECT_EQ(summary.plusX, HeaderValue(header, "+X:"));
   EXPECT_EQ(summary.minusX, HeaderValue(header, "-X:"));
   EXPECT_EQ(summary.plusY, HeaderValue(header, "+Y:"));

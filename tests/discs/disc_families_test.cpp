@@ -13,7 +13,7 @@ namespace {
 using test::OnFreshThread;
 
 // A family whose designs are files takes a path on the drive; the others a name.
-std::string DestinationOn(const DiscFamily& family) {
+std::string DestinationOn(const DiscFamilyRecord& family) {
   return family.sectorAccess ? "STAR" : "A:\\STAR.DST";
 }
 
@@ -22,8 +22,8 @@ std::string FirstName() { return "A:\\" + ThreadSharedRecord().ListNames[1]; }
 
 TEST(DiscFamilies, EachFormatsIdentifiesWritesReadsBackAndDeletes) {
   const std::string star = test::Samples() + "/Star.DST";
-  ASSERT_FALSE(DiscFamilies().empty());
-  for (const DiscFamily* family : DiscFamilies()) {
+  ASSERT_FALSE(DiscFamilyRecords().empty());
+  for (const DiscFamilyRecord* family : DiscFamilyRecords()) {
     OnFreshThread([&] {
       SCOPED_TRACE(std::string(family->name));
       test::DiscImage disc(family->geometry, static_cast<int16_t>(family->formatType));
@@ -56,7 +56,7 @@ TEST(DiscFamilies, EachFormatsIdentifiesWritesReadsBackAndDeletes) {
 
 TEST(DiscFamilies, AreFoundByIdByFormatTypeAndByName) {
   std::set<std::string_view> names;
-  for (const DiscFamily* family : DiscFamilies()) {
+  for (const DiscFamilyRecord* family : DiscFamilyRecords()) {
     EXPECT_EQ(&DiscFamilyById(family->id), family);
     EXPECT_EQ(DiscFamilyByFormatType(family->formatType), family);
     EXPECT_EQ(DiscFamilyByName(family->name), family);

@@ -159,6 +159,7 @@ const Codec kCndCodec = {
     .fileEnd = "CND",
     .extension = ".CND",
     .family = "Melco Premier, condensed",
+    .readOnlyInto = "QEP QCD",
     .decode = DecodeCnd,
     .encode = EncodeCnd,
     .carriesQepRecords = true,

@@ -130,6 +130,7 @@ const Codec kUFileCodec = {
     .code = kCodeUFile,
     .extension = ".DSB",
     .family = "Barudan DOS/2HD",
+    .nameEnd = ".U01",
     .decode = DecodeDsb,
     .encode = EncodeDsb,
     .openSource = OpenUFile,

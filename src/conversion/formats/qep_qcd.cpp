@@ -138,6 +138,7 @@ const Codec kQcdCodec = {
     .fileEnd = "QCD",
     .extension = ".QCD",
     .family = "Velmo Quick Condensed",
+    .readOnlyInto = "CND",
     .decode = DecodeQep,
     .encode = EncodeQep,
     .writeEnd = EndQep,

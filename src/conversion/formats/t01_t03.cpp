@@ -13,6 +13,8 @@ namespace {
 
 constexpr int64_t kWrapperHead = 468;
 constexpr int64_t kBlock = 12;
+// The length is read into a 16-bit number: a longer file is an overflow.
+constexpr int64_t kMaxBytes = 32767;
 
 }  // namespace
 
@@ -23,6 +25,7 @@ const Codec kT01Codec = {
     .family = "DST records in a wrapper",
     .wraps = kCodeDst,
     .wrapperOpening = std::string_view("\x00\x00\x83", 3),
+    .maxFileBytes = kMaxBytes,
 };
 
 const Codec kT03Codec = {
@@ -32,6 +35,7 @@ const Codec kT03Codec = {
     .family = "DSB records in a wrapper",
     .wraps = kCodeDsb,
     .wrapperOpening = std::string_view("\x81\x00\x00", 3),
+    .maxFileBytes = kMaxBytes,
 };
 
 void PositionWrappedSource(ConversionRun& run) {
@@ -54,9 +58,8 @@ void WriteWrapperHead(ConversionRun& run) {
 }
 
 void FinishWrapper(ConversionRun& run) {
-  // The length is read into a 16-bit number: a longer file is an overflow.
   const int64_t length = run.dest.Length();
-  if (length > 32767) throw RunTimeError(kOverflow);
+  if (length > kMaxBytes) throw RunTimeError(kOverflow);
   const int64_t padded = (length / kBlock + 1) * kBlock;
   run.dest.Seek(length);
   WriteRepeated(run, 0, static_cast<size_t>(padded - length));

@@ -103,7 +103,7 @@ int16_t Fdr3ListDirectory(SharedRecord& shared) {
   shared.DiscFormatText = "Barudan FDR";
   shared.FreeStitchesText = ThousandsText(bytes / 3);
   for (int slot = 1; slot <= files; ++slot) {
-    shared.DiscFilesText += ListingLine(shared.ListNames[static_cast<size_t>(slot)],
+    AddListingLine(shared, shared.ListNames[static_cast<size_t>(slot)],
                                         (totals[static_cast<size_t>(slot)] - 256) / 3);
   }
   return 0;

@@ -3,8 +3,8 @@
 
 namespace tavlin {
 
-const DiscFamily& Fdr3Family() {
-  static const DiscFamily family{
+const DiscFamilyRecord& Fdr3Family() {
+  static const DiscFamilyRecord family{
       .id = DiscFamilyId::Fdr3,
       .name = "fdr3",
       .formatType = FDR3,

@@ -142,6 +142,7 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
   std::string& image = fdr3.DirectoryImage;
   if (!PlaceEntries(image, entries, 0, kFdr3Entries, Fdr3EntryFree)) return 1;
   if (!WriteSideImage(shared, image, 40, 0, kFdr3SectorOrder, false)) return 1;
+  shared.WrittenName = name + ".U" + TwoDigits(number);
   return 0;
 }
 

@@ -159,7 +159,7 @@ int16_t FmcListDirectory(SharedRecord& shared) {
   shared.DiscFormatText = "Barudan FMC";
   for (int slot = 1; slot <= files; ++slot) {
     const std::string& detail = shared.ListDetails[static_cast<size_t>(slot)];
-    shared.DiscFilesText += ListingLine(shared.ListNames[static_cast<size_t>(slot)],
+    AddListingLine(shared, shared.ListNames[static_cast<size_t>(slot)],
                                         std::strtol(detail.c_str(), nullptr, 10));
   }
   return 0;

@@ -14,8 +14,8 @@ bool IsFmc(SharedRecord& shared) {
 
 }  // namespace
 
-const DiscFamily& FmcFamily() {
-  static const DiscFamily family{
+const DiscFamilyRecord& FmcFamily() {
+  static const DiscFamilyRecord family{
       .id = DiscFamilyId::Fmc,
       .name = "fmc",
       .formatType = FMC,

@@ -174,6 +174,7 @@ int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile) {
   }
   if (FmcWriteIndex(shared, fmc.IndexImage) != 0) return 1;
   if (!FmcWriteDirectory(shared, false)) return 1;
+  shared.WrittenName = "A" + TwoDigits(number) + "     .DAT";
   return 0;
 }
 

@@ -7,6 +7,7 @@
 #include "conversion/buffered_file.h"
 #include "conversion/convert.h"
 #include "conversion/format_table.h"
+#include "conversion/numbers.h"
 #include "conversion/thread_colours.h"
 #include "platform/files.h"
 #include "platform/run_time_error.h"
@@ -18,7 +19,10 @@ namespace tavlin {
 
 namespace {
 
-bool OfTheService(int16_t code) { return code >= kCodeHus && code <= kCodeShv; }
+bool OfTheService(int16_t code) { return CodecOf(code).designService; }
+
+// The service reads and writes its formats by way of a DST file.
+int16_t ServiceGoBetween() { return FindFormatCode("DST"); }
 
 std::string LastThree(const std::string& name) {
   std::string end = name.size() < 3 ? name : name.substr(name.size() - 3);
@@ -39,7 +43,7 @@ void WriteHusColourBytes(SharedRecord& shared, const std::string& sourceFile, in
   std::string indexes;
   {
     BufferedFile source(OpenFile(shared.platform, sourceFile));
-    indexes = ChooseThreadPalette(sourceType, kCodeHus, source);
+    indexes = ChooseThreadPalette(sourceType, FindFormatCode(destFile), source);
   }
   BufferedFile dest(OpenFile(shared.platform, destFile));
   dest.Seek(41);
@@ -59,20 +63,24 @@ int16_t DosWrite(SharedRecord& shared, const std::string& sourceFile, const std:
     if (sourceFile.empty()) return 2;
     const int16_t sourceType = FindFormatCode(sourceFile);
     const int16_t destType = FindFormatCode(destFile);
-    if (sourceType == kCodeRefused) return 2;
+    if (!IsNamedFormat(CodecOf(sourceType))) return 2;
     if (OfTheService(destType)) {
       const ScopedWorkingFile dst(shared.platform, "$TEMP.DST");
-      Convert(shared, sourceType, kCodeDst, sourceFile, dst.Path());
+      Convert(shared, sourceType, ServiceGoBetween(), sourceFile, dst.Path());
       const int16_t code = RunDesignFileSequence(shared, dst.Path(), destFile,
                                                  [&dst] { dst.Remove(); });
       if (code != 0) return code;
-      if (destType == kCodeHus) WriteHusColourBytes(shared, sourceFile, sourceType, destFile);
+      if (CodecOf(destType).threadBytes) {
+        WriteHusColourBytes(shared, sourceFile, sourceType, destFile);
+      }
+      shared.WrittenName = FileNameOf(destFile);
       return 0;
     }
     const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
     const int16_t converted = Convert(shared, sourceType, destType, sourceFile, working.Path());
     if (converted != 0) return converted;
     CopyFile(shared.platform, working.Path(), destFile);
+    shared.WrittenName = FileNameOf(destFile);
     return 0;
   } catch (const RunTimeError& e) {
     return e.Code();
@@ -98,12 +106,12 @@ int16_t DosRead(SharedRecord& shared, const std::string& sourceName, const std::
     if (OfTheService(sourceType)) {
       const ScopedWorkingFile copy(shared.platform, "$TEMP." + LastThree(sourceName));
       RenameFile(shared.platform, working.Path(), copy.Path());
-      if (sourceType == kCodeHus) dos.HusSourceName = sourceName;
+      if (CodecOf(sourceType).threadBytes) dos.HusSourceName = sourceName;
       const ScopedWorkingFile dst(shared.platform, "$TEMP.DST");
       const int16_t code = RunDesignFileSequence(shared, copy.Path(), dst.Path(),
                                                  [&copy] { copy.Remove(); });
       if (code != 0) return code;
-      return Convert(shared, kCodeDst, destType, dst.Path(), destName);
+      return Convert(shared, ServiceGoBetween(), destType, dst.Path(), destName);
     }
     return Convert(shared, sourceType, destType, working.Path(), destName);
   } catch (const RunTimeError& e) {

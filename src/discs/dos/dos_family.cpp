@@ -3,8 +3,8 @@
 
 namespace tavlin {
 
-const DiscFamily& DosFamily() {
-  static const DiscFamily family{
+const DiscFamilyRecord& DosFamily() {
+  static const DiscFamilyRecord family{
       .id = DiscFamilyId::Dos,
       .name = "dos",
       .formatType = OtherDOS,

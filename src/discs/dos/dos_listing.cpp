@@ -130,7 +130,8 @@ int16_t ListDosDisc(SharedRecord& shared, int16_t familyCode) {
         detail += " - (" + label + ")";
       }
       shared.ListDetails[i + 1] = detail;
-      shared.DiscFilesText += Column(names[i], 12) + " " + Column(detail, 25) + '\0';
+      shared.AddListingLine(names[i], (length - estimate.header) / estimate.divisor,
+                            Column(names[i], 12) + " " + Column(detail, 25));
     }
     shared.DiscByteCount = static_cast<int32_t>(bytes);
     if (const char* name = FamilyName(familyCode)) shared.DiscFormatText = name;
@@ -144,7 +145,7 @@ int16_t ListDosDisc(SharedRecord& shared, int16_t familyCode) {
 
 int16_t DosListDirectory(SharedRecord& shared) {
   // The listing appends its lines: a second listing must not find the first's.
-  shared.DiscFilesText.clear();
+  shared.ClearListingText();
   shared.DiscFormatText.clear();
   const int16_t code = ProbeCode(shared);
   if (code == 0) return 2;

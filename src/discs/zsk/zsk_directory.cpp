@@ -178,8 +178,11 @@ int16_t ZskListDirectory(SharedRecord& shared) {
   for (size_t slot = 1; slot <= records.size(); ++slot) {
     // A block counts as 333 stitches in the listing; a negative size shows no count.
     const int16_t blocks = shared.ListBlockCounts[slot];
-    shared.DiscFilesText += blocks >= 0 ? ListingLine(shared.ListNames[slot], blocks * 333)
-                                        : shared.ListNames[slot] + '\0';
+    if (blocks >= 0) {
+      AddListingLine(shared, shared.ListNames[slot], blocks * 333);
+    } else {
+      shared.AddListingLine(shared.ListNames[slot], -1, shared.ListNames[slot]);
+    }
   }
   return 0;
 }

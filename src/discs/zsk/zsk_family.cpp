@@ -13,8 +13,8 @@ bool IsZsk(SharedRecord& shared) {
 
 }  // namespace
 
-const DiscFamily& ZskFamily() {
-  static const DiscFamily family{
+const DiscFamilyRecord& ZskFamily() {
+  static const DiscFamilyRecord family{
       .id = DiscFamilyId::Zsk,
       .name = "zsk",
       .formatType = ZSKDisc,

@@ -118,6 +118,7 @@ int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile) {
   zsk.DirectoryBlock = ZskDirectoryOf(zsk.DirectoryBlock, kept);
   if (ZskWriteTable(shared, table) != 0) return 1;
   if (ZskWriteBlock(shared, zsk.DirectoryBlock, zsk.DirectoryBlockNo) != 0) return 1;
+  shared.WrittenName = std::to_string(number);
   return 0;
 }
 

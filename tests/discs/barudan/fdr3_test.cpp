@@ -5,7 +5,8 @@
 #include "discs/barudan/fdr3_disc.h"
 #include "disc_fixture.h"
 #include "state/shared_record.h"
-#include "tavlin/stitch_files.h"
+#include "tavlin/convert.h"
+#include "tavlin/design.h"
 
 namespace tavlin {
 namespace {

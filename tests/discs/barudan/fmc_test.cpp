@@ -6,7 +6,8 @@
 #include <cmath>
 
 #include "state/shared_record.h"
-#include "tavlin/stitch_files.h"
+#include "tavlin/convert.h"
+#include "tavlin/design.h"
 #include "tavlin/tavlin.h"
 #include "disc_fixture.h"
 
@@ -64,7 +65,7 @@ TEST(FmcDisc, AFreshDiscListsNothingThenOneDesign) {
     EXPECT_EQ(bytes.substr(Offset(3, 0, 4), kSector), Bytes({0xF8, 0, 0}) + std::string(253, '\0'));
 
     ASSERT_TRUE(disc.ReadsBackAs(0, source));
-    ASSERT_EQ(ConvertStitchFiles(disc.LastRead(), disc.dir / "back.DST"), 0);
+    ASSERT_EQ(Convert(disc.LastRead(), disc.dir / "back.DST").value(), 0);
     test::WriteBytes(disc.dir / "source.DST", source);
     EXPECT_EQ(test::NeedlesOf(disc.dir / "back.DST"), test::NeedlesOf(disc.dir / "source.DST"));
     // No working file is left behind.

@@ -7,7 +7,8 @@
 #include "disc_fixture.h"
 #include "platform/files.h"
 #include "state/shared_record.h"
-#include "tavlin/stitch_files.h"
+#include "tavlin/convert.h"
+#include "tavlin/design.h"
 #include "discs/dos/dos_disc.h"
 
 namespace tavlin {

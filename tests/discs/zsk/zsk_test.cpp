@@ -6,7 +6,8 @@
 
 #include "platform/working_folder.h"
 #include "state/shared_record.h"
-#include "tavlin/stitch_files.h"
+#include "tavlin/convert.h"
+#include "tavlin/design.h"
 #include "tavlin/tavlin.h"
 #include "disc_fixture.h"
 #include "discs/zsk/zsk_disc.h"

@@ -7,17 +7,18 @@
 #include <string>
 #include <vector>
 
-#include "conversion/conversion_run.h"
-#include "conversion/numbers.h"
-#include "tavlin/stitch_files.h"
+#include "sample_design.h"
 
-namespace tavlin {
+namespace tavlin::cli {
 
 namespace {
 
+// QEP function codes.
+constexpr int kStitch = 0, kJump = 1, kColour = 2, kOpening = 5, kEnd = 6;
+
 struct Point {
   int x, y;  // 0.1 mm, Y up
-  int16_t kind;
+  int kind;
 };
 
 // A five-pointed star outline, a zigzag and a smaller star, in three colours, with
@@ -30,23 +31,28 @@ std::vector<Point> SamplePoints() {
       const double angle = pi / 2 + i * pi / 5;
       const int r = i % 2 == 0 ? outer : inner;
       points.push_back({cx + static_cast<int>(std::lround(r * std::cos(angle))),
-                        cy + static_cast<int>(std::lround(r * std::sin(angle))), KindStitch});
+                        cy + static_cast<int>(std::lround(r * std::sin(angle))), kStitch});
     }
   };
   star(0, 0, 300, 120);
-  points.push_back({600, -200, KindJump});
-  points.push_back({600, -200, KindColour});
+  points.push_back({600, -200, kJump});
+  points.push_back({600, -200, kColour});
   for (int i = 0; i <= 20; ++i) {
-    points.push_back({600 + 15 * i, i % 2 == 0 ? -200 : -80, KindStitch});
+    points.push_back({600 + 15 * i, i % 2 == 0 ? -200 : -80, kStitch});
   }
-  points.push_back({-500, 400, KindJump});
-  points.push_back({-500, 400, KindColour});
+  points.push_back({-500, 400, kJump});
+  points.push_back({-500, 400, kColour});
   star(-500, 400, 150, 60);
   return points;
 }
 
+std::string Bytes2(int value) {
+  return {static_cast<char>(value & 0xFF), static_cast<char>((value >> 8) & 0xFF)};
+}
+
+// A function code and an absolute position, Y down.
 std::string QepRecord(int code, int x, int yUp) {
-  return static_cast<char>(code) + IntToBytes2(x) + IntToBytes2(-yUp);
+  return static_cast<char>(code) + Bytes2(x) + Bytes2(-yUp);
 }
 
 }  // namespace
@@ -54,12 +60,12 @@ std::string QepRecord(int code, int x, int yUp) {
 void WriteSampleDesign(const std::string& path) {
   std::string bytes(512, ' ');
   bytes.replace(0, 20, std::string("LA:SAMPLE   DSC.QEP\r"));
-  bytes += QepRecord(5, 0, 0);
+  bytes += QepRecord(kOpening, 0, 0);
   for (const Point& p : SamplePoints()) bytes += QepRecord(p.kind, p.x, p.y);
-  bytes += QepRecord(6, 0, 0);
+  bytes += QepRecord(kEnd, 0, 0);
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (!out) throw std::runtime_error("cannot write " + path);
 }
 
-}  // namespace tavlin
+}  // namespace tavlin::cli

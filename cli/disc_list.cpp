@@ -1,0 +1,33 @@
+// tavlin disc list IMAGE: the designs on a disc and the room left.
+#include <iostream>
+
+#include "common.h"
+#include "disc.h"
+
+namespace tavlin::cli {
+
+void AddDiscList(CLI::App& disc, int& exitCode) {
+  auto args = std::make_shared<DiscArgs>();
+  auto json = std::make_shared<bool>(false);
+  auto* verb = AddDiscVerb(disc, "list", "List the designs on a disc and the room left", *args);
+  verb->add_flag("--json", *json, "print JSON");
+  verb->callback([args, json, &exitCode] {
+    const std::unique_ptr<Disc> opened = OpenDisc(*args, "list", exitCode);
+    if (opened == nullptr) return;
+    const DiscListing& listing = opened->Listing();
+    if (*json) {
+      std::cout << ListingJson(listing, args->image).dump(2) << "\n";
+      return;
+    }
+    if (listing.designs.empty()) {
+      std::cout << "no designs on the disc\n";
+      return;
+    }
+    std::cout << listing.format << ": " << listing.designs.size()
+              << (listing.designs.size() == 1 ? " design, " : " designs, ")
+              << listing.freeStitches << " stitches free\n";
+    PrintDesigns(listing);
+  });
+}
+
+}  // namespace tavlin::cli

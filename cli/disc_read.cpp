@@ -1,0 +1,38 @@
+// tavlin disc read IMAGE ENTRY OUT: a design off a disc, in the format OUT names.
+#include <iostream>
+
+#include "common.h"
+#include "disc.h"
+
+namespace tavlin::cli {
+
+void AddDiscRead(CLI::App& disc, int& exitCode) {
+  auto args = std::make_shared<DiscArgs>();
+  auto entry = std::make_shared<std::string>();
+  auto out = std::make_shared<std::string>();
+  auto* verb = AddDiscVerb(
+      disc, "read", "Read a design off a disc into a stitch file of the format OUT names", *args);
+  verb->add_option("ENTRY", *entry,
+                   "the design: its name on the disc, or else its line in the listing from 0")
+      ->required();
+  verb->add_option("OUT", *out, "the stitch file to write")->required();
+  verb->callback([args, entry, out, &exitCode] {
+    if (const std::string why = RefusedFormat(*out, false); !why.empty()) {
+      exitCode = Fail("cannot read into " + *out + ": " + why);
+      return;
+    }
+    const std::unique_ptr<Disc> opened = OpenDisc(*args, "read " + *entry + " on", exitCode);
+    if (opened == nullptr) return;
+    const DiscEntry* design = FindEntry(*opened, *entry, "read", exitCode);
+    if (design == nullptr) return;
+    const std::error_code ec = opened->Read(*design, *out, ProgressBar());
+    ClearProgressBar();
+    if (ec) {
+      exitCode = Fail("cannot read " + design->name + " from " + args->image + ": " + InWords(ec));
+      return;
+    }
+    std::cout << "read " << design->name << " into " << *out << "\n";
+  });
+}
+
+}  // namespace tavlin::cli

@@ -1,0 +1,56 @@
+// tavlin disc write IMAGE DESIGN: a stitch file of any readable format onto a disc.
+#include <filesystem>
+#include <iostream>
+
+#include "common.h"
+#include "disc.h"
+
+namespace tavlin::cli {
+
+void AddDiscWrite(CLI::App& disc, int& exitCode) {
+  auto args = std::make_shared<DiscArgs>();
+  auto design = std::make_shared<std::string>();
+  auto name = std::make_shared<std::string>();
+  auto as = std::make_shared<std::string>();
+  auto* verb =
+      AddDiscVerb(disc, "write", "Write a stitch file of any readable format to a disc", *args);
+  verb->add_option("DESIGN", *design, "the stitch file")->required();
+  verb->add_option("--name", *name,
+                   "the design's name on an FDR3 disc, its first 8 characters (default: the "
+                   "source's base name); FMC and ZSK discs name designs by number");
+  verb->add_option("--as", *as,
+                   "on a DOS disc, the file's name, whose extension gives its format "
+                   "(default: the source's own name)");
+  verb->callback([args, design, name, as, &exitCode] {
+    namespace fs = std::filesystem;
+    std::error_code missing;
+    if (!fs::is_regular_file(*design, missing)) {
+      exitCode = Fail("cannot write " + *design + ": file not found (code 53)");
+      return;
+    }
+    if (const std::string why = RefusedFormat(*design, true); !why.empty()) {
+      exitCode = Fail("cannot write " + *design + ": " + why);
+      return;
+    }
+    const std::unique_ptr<Disc> opened = OpenDisc(*args, "write to", exitCode);
+    if (opened == nullptr) return;
+    DiscWriteOptions options{.name = *name, .progress = ProgressBar()};
+    if (opened->Family() == DiscFamily::Dos) {
+      options.name = as->empty() ? fs::path(*design).filename().string() : *as;
+      if (const std::string why = RefusedFormat(options.name, false); !why.empty()) {
+        exitCode = Fail("cannot write " + options.name + ": " + why);
+        return;
+      }
+    }
+    std::string written;
+    const std::error_code ec = opened->Write(*design, options, written);
+    ClearProgressBar();
+    if (ec) {
+      exitCode = Fail("cannot write " + *design + " to " + args->image + ": " + InWords(ec));
+      return;
+    }
+    std::cout << "wrote " << *design << " as " << written << "\n";
+  });
+}
+
+}  // namespace tavlin::cli

@@ -1,0 +1,23 @@
+// Converting one stitch file into another format, chosen by the names' extensions.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <system_error>
+
+namespace tavlin {
+
+struct ConvertOptions {
+  // The longest piece of a split move, 20 to 121 (0.1 mm).
+  int16_t maxStitchLength = 50;
+  // Called now and then with the work done and the whole; may be empty.
+  std::function<void(double done, double total)> progress;
+};
+
+// Writes into a file beside the destination and puts it in the destination's place
+// only when the conversion succeeds: a failure leaves the destination as it was.
+std::error_code Convert(const std::string& source, const std::string& dest,
+                        const ConvertOptions& options = {});
+
+}  // namespace tavlin

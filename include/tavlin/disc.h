@@ -1,0 +1,79 @@
+// Machine discs through the library API: a disc is opened on an image file or a
+// folder and owns its state for its lifetime; listings are entries, not text.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace tavlin {
+
+enum class DiscFamily { Fmc, Fdr3, Zsk, Dos };
+
+// "fmc", "fdr3", "zsk", "dos": the names the command takes.
+std::string_view DiscFamilyName(DiscFamily family);
+std::optional<DiscFamily> DiscFamilyNamed(std::string_view name);
+std::vector<DiscFamily> DiscFamilies();
+
+// Makes an image file holding an empty disc of the family (a DOS disc is 720 KB).
+// The image is made beside the path and put in its place only when it is whole.
+std::error_code FormatDiscImage(const std::string& path, DiscFamily family);
+
+struct DiscEntry {
+  int line = 0;          // from 0, in listing order
+  std::string name;      // as the disc names it: "A01.DAT", "ROSE.U01", "7", "ROSE.DSB"
+  int64_t stitches = 0;  // the listing's figure
+  std::string text;      // the listing's line as the class shows it
+};
+
+struct DiscListing {
+  DiscFamily family = DiscFamily::Dos;
+  std::string format;    // the family's name as the disc tells it: "Barudan FMC", "Tajima Disc" ...
+  int16_t discType = 0;
+  int32_t freeStitches = 0;
+  std::vector<DiscEntry> designs;
+};
+
+struct DiscWriteOptions {
+  std::string name;  // FDR3: the design's name; DOS: the file's name, whose extension is the format
+  std::function<void(double done, double total)> progress;
+};
+
+class Disc {
+ public:
+  // Opens an image file or a folder (a folder stands for a DOS disc) and lists it;
+  // without a family the disc is identified first. Null, with `ec` set, when it can't
+  // be; `why` gets the reason in words where the file can't be used as a disc at all.
+  static std::unique_ptr<Disc> Open(const std::string& path, std::optional<DiscFamily> family,
+                                    std::error_code& ec, std::string* why = nullptr);
+  ~Disc();
+  Disc(const Disc&) = delete;
+  Disc& operator=(const Disc&) = delete;
+
+  DiscFamily Family() const;
+  // The listing as of the last change.
+  const DiscListing& Listing() const;
+  // The design of that name (a ZSK design's number is its name), or null.
+  const DiscEntry* Find(std::string_view name) const;
+
+  // Writes a stitch file of any readable format; `written` gets the name the disc gave it.
+  std::error_code Write(const std::string& design, const DiscWriteOptions& options,
+                        std::string& written);
+  // Reads a design into a stitch file of the format `dest` names.
+  std::error_code Read(const DiscEntry& entry, const std::string& dest,
+                       const std::function<void(double done, double total)>& progress = {});
+  std::error_code Delete(const DiscEntry& entry);
+
+ private:
+  struct State;
+  explicit Disc(std::unique_ptr<State> state);
+  std::error_code Relist();
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace tavlin

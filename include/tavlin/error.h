@@ -1,0 +1,37 @@
+// Errors of the library API as std::error_code. Two categories: the numbered results
+// and run-time failures that conversions and DOS discs give (6 overflow, 53 file not
+// found, -100 hoop too small ...), and what a disc operation can fail for beyond them.
+#pragma once
+
+#include <string>
+#include <system_error>
+
+namespace tavlin {
+
+// A numbered result or run-time code; 0 gives no error.
+const std::error_category& ResultCategory();
+std::error_code ResultCode(int code);
+
+// The words for a numbered code, e.g. "disk not ready".
+std::string ResultText(int code);
+
+enum class DiscErrc {
+  NotThisFamily = 1,   // the disc's signature or layout is not the family's
+  SectorFailed,        // a sector could not be read or written
+  NoFormat,            // the design's name names no format this disc can take
+  NoNumberLeft,        // every design number is taken
+  NoRoom,              // the design does not fit the free room
+  NoSuchDesign,        // the name or line names no design on the disc
+  NoFamily,            // the disc can be read as no family
+  NoGeometry,          // the disc can't be read at any of the tried geometries
+  DriveNotReady,       // no image or folder behind the drive
+  NotHandled,          // the family does not do this
+};
+
+const std::error_category& DiscCategory();
+std::error_code make_error_code(DiscErrc e);
+
+}  // namespace tavlin
+
+template <>
+struct std::is_error_code_enum<tavlin::DiscErrc> : std::true_type {};

@@ -1,0 +1,115 @@
+// The library API for stitch files: formats, reading a design, converting. Every call
+// owns its state: it sees none of the thread's drives or settings.
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <new>
+
+#include "conversion/convert.h"
+#include "conversion/design_reader.h"
+#include "conversion/format_table.h"
+#include "platform/run_time_error.h"
+#include "public/api_support.h"
+#include "tavlin/convert.h"
+#include "tavlin/design.h"
+#include "tavlin/error.h"
+#include "tavlin/progress.h"
+
+#ifdef _WIN32
+#include <process.h>
+#define getpid _getpid
+#else
+#include <unistd.h>
+#endif
+
+namespace tavlin {
+
+std::vector<FormatInfo> StitchFormats() {
+  std::vector<FormatInfo> formats;
+  for (const Codec* const* at = CodecsBegin(); at != CodecsEnd(); ++at) {
+    const Codec& codec = **at;
+    const bool named = IsNamedFormat(codec);
+    std::string typicalEnd(codec.nameEnd);
+    if (typicalEnd.empty()) {
+      typicalEnd = codec.fileEnd.empty() || codec.fileEnd == "   " ? std::string(codec.extension)
+                                                                   : "." + std::string(codec.fileEnd);
+    }
+    formats.push_back({codec.code, std::string(codec.fileEnd), std::string(codec.extension),
+                       std::string(codec.family), named && codec.Reads(), named && codec.Writes(),
+                       typicalEnd, std::string(codec.readOnlyInto), codec.maxFileBytes});
+  }
+  return formats;
+}
+
+std::error_code ReadDesign(const std::string& path,
+                           const std::function<void(const DesignStep&)>& visit) {
+  PlatformState platform;
+  return ResultCode(ReadDesignSteps(platform, path, visit));
+}
+
+std::error_code SummariseDesign(const std::string& path, DesignSummary& summary) {
+  summary = DesignSummary{};
+  summary.format = FindFormatCode(path);
+  return ReadDesign(path, [&summary](const DesignStep& step) {
+    summary.records += 1;
+    if (step.kind == StepKind::Stitch) {
+      summary.stitches += 1;
+    } else if (step.kind == StepKind::Jump) {
+      summary.jumps += 1;
+    } else if (ChangesColour(step.kind)) {
+      summary.colourChanges += 1;
+    } else {
+      summary.others += 1;
+    }
+    summary.plusX = std::max(summary.plusX, step.posX);
+    summary.minusX = std::max(summary.minusX, -step.posX);
+    summary.plusY = std::max(summary.plusY, -step.posY);
+    summary.minusY = std::max(summary.minusY, step.posY);
+  });
+}
+
+std::string WorkingPathBeside(const std::string& dest, const std::string& ending) {
+  namespace fs = std::filesystem;
+  const fs::path destPath(dest);
+  const std::string name = destPath.filename().string();
+  const std::string end =
+      !ending.empty() ? ending : name.size() >= 3 ? name.substr(name.size() - 3) : name;
+  return (destPath.parent_path() /
+          ("." + name + ".tavlin-" + std::to_string(getpid()) + "." + end))
+      .string();
+}
+
+bool PutInPlace(const std::string& working, const std::string& dest) {
+  std::error_code ec;
+  std::filesystem::rename(working, dest, ec);
+  if (!ec) return true;
+  std::filesystem::remove(working, ec);
+  return false;
+}
+
+std::error_code Convert(const std::string& source, const std::string& dest,
+                        const ConvertOptions& options) {
+  const std::string working = WorkingPathBeside(dest);
+  // The frame divides by it: a length the class would not take is refused here.
+  if (options.maxStitchLength < 20 || options.maxStitchLength > 121) {
+    return ResultCode(kInvalidCall);
+  }
+  PlatformState platform;
+  ConversionSettings settings(platform);
+  settings.MaxStitchLength = options.maxStitchLength;
+  CallbackProgress progress(options.progress);
+  settings.progress = &progress;
+  int16_t sourceType = FindFormatCode(source);
+  int16_t destType = FindFormatCode(dest);
+  std::string resolved;
+  const int16_t result =
+      ConvertStitchFile(settings, sourceType, destType, source, working, resolved);
+  if (result != 0) {
+    std::error_code ignored;
+    std::filesystem::remove(working, ignored);
+    return ResultCode(result);
+  }
+  return PutInPlace(working, dest) ? std::error_code() : ResultCode(kPathFileAccess);
+}
+
+}  // namespace tavlin

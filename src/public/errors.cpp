@@ -1,0 +1,67 @@
+#include <string>
+
+#include "conversion/convert.h"
+#include "platform/run_time_error.h"
+#include "services/design_file_service.h"
+#include "tavlin/error.h"
+
+namespace tavlin {
+
+namespace {
+
+class Results final : public std::error_category {
+ public:
+  const char* name() const noexcept override { return "tavlin"; }
+  std::string message(int code) const override { return ResultText(code); }
+};
+
+class DiscFailures final : public std::error_category {
+ public:
+  const char* name() const noexcept override { return "tavlin disc"; }
+  std::string message(int code) const override {
+    switch (static_cast<DiscErrc>(code)) {
+      case DiscErrc::NotThisFamily: return "the disc is not of this family";
+      case DiscErrc::SectorFailed: return "a sector could not be read or written";
+      case DiscErrc::NoFormat: return "the design's name gives no format the disc takes";
+      case DiscErrc::NoNumberLeft: return "no design number left: the disc holds 99 designs";
+      case DiscErrc::NoRoom: return "not enough free room on the disc for the design";
+      case DiscErrc::NoSuchDesign: return "no such design on the disc";
+      case DiscErrc::NoFamily: return "the disc could not be read as any family";
+      case DiscErrc::NoGeometry: return "the disc can't be read at any of the tried geometries";
+      case DiscErrc::DriveNotReady: return "drive not ready";
+      case DiscErrc::NotHandled: return "this family is not handled here";
+    }
+    return "disc failure " + std::to_string(code);
+  }
+};
+
+}  // namespace
+
+const std::error_category& ResultCategory() {
+  static const Results category;
+  return category;
+}
+
+std::error_code ResultCode(int code) {
+  return code == 0 ? std::error_code() : std::error_code(code, ResultCategory());
+}
+
+const std::error_category& DiscCategory() {
+  static const DiscFailures category;
+  return category;
+}
+
+std::error_code make_error_code(DiscErrc e) { return {static_cast<int>(e), DiscCategory()}; }
+
+std::string ResultText(int code) {
+  switch (code) {
+    case 0: return "done";
+    case 1: return "a file name is empty";
+    case kResultHoopTooSmall: return "the design does not fit the format's largest hoop";
+    case kResultOutOfRange: return "a position lies outside the format's coordinate range";
+    case kServiceCannotConvert: return "no conversion between these two formats";
+    default: return RunTimeCodeText(code);
+  }
+}
+
+}  // namespace tavlin
