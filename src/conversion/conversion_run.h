@@ -37,6 +37,9 @@ struct ConversionSettings {
   std::string DesignName;       // the host's last destination name, for a head that names it
   Progress* progress = nullptr; // without one the run stops with 91
   std::string HoopSizeText;     // out: the hoop a destination chose
+  // Decoders also read the layouts other programs write where they differ from the
+  // reference reading: the library API asks for it, the class keeps the reference.
+  bool ReadsOtherWriters = false;
 };
 
 struct StitchStep {

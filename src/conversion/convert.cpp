@@ -285,6 +285,7 @@ int16_t ConvertForRecord(SharedRecord& shared, Progress* progress, int16_t& sour
   settings.PESAbosulteFlag = shared.PESAbosulteFlag;
   settings.DesignName = shared.LastDestFile;
   settings.progress = progress;
+  settings.ReadsOtherWriters = shared.ReadsOtherWriters;
   const int16_t result =
       ConvertStitchFile(settings, sourceType, destType, sourceFile, destFile, resolvedSource);
   shared.PESAbosulteFlag = settings.PESAbosulteFlag;

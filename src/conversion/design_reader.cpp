@@ -23,8 +23,10 @@ class NullFile final : public FileBackend {
 }  // namespace
 
 int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
-                        const std::function<void(const DecodedStep&)>& visit) {
+                        const std::function<void(const DecodedStep&)>& visit,
+                        bool readsOtherWriters) {
   ConversionSettings settings(platform);
+  settings.ReadsOtherWriters = readsOtherWriters;
   ConversionRun run(settings);
   run.OriginalSourceType = FindFormatCode(path);
   // A destination that asks nothing of the decoders.

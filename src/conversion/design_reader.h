@@ -16,6 +16,7 @@ using DecodedStep = DesignStep;
 // Streams the file's steps to the visitor in order. Returns 0, or the run-time code
 // that stopped the reading (5 for a format this build can't read).
 int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
-                        const std::function<void(const DecodedStep&)>& visit);
+                        const std::function<void(const DecodedStep&)>& visit,
+                        bool readsOtherWriters = false);
 
 }  // namespace tavlin

@@ -44,7 +44,7 @@ std::vector<FormatInfo> StitchFormats() {
 std::error_code ReadDesign(const std::string& path,
                            const std::function<void(const DesignStep&)>& visit) {
   PlatformState platform;
-  return ResultCode(ReadDesignSteps(platform, path, visit));
+  return ResultCode(ReadDesignSteps(platform, path, visit, true));
 }
 
 std::error_code SummariseDesign(const std::string& path, DesignSummary& summary) {
@@ -97,6 +97,7 @@ std::error_code Convert(const std::string& source, const std::string& dest,
   PlatformState platform;
   ConversionSettings settings(platform);
   settings.MaxStitchLength = options.maxStitchLength;
+  settings.ReadsOtherWriters = true;
   CallbackProgress progress(options.progress);
   settings.progress = &progress;
   int16_t sourceType = FindFormatCode(source);

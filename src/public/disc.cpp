@@ -140,6 +140,7 @@ std::unique_ptr<Disc> Disc::Open(const std::string& path, std::optional<DiscFami
                                  std::error_code& ec, std::string* why) {
   auto state = std::make_unique<State>();
   SharedRecord& record = state->record;
+  record.ReadsOtherWriters = true;
   try {
     std::error_code probe;
     const bool folder = fs::is_directory(path, probe);

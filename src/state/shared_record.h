@@ -58,6 +58,9 @@ struct SharedRecord {
   bool PESAbosulteFlag = false;
   std::string HoopSizeText;
   std::string LastDestFile;
+  // Conversions on this record read the layouts other programs write too: on for the
+  // records of the library API, off for the class's.
+  bool ReadsOtherWriters = false;
   // The name the last disc write that succeeded gave its design, as the listing shows it.
   std::string WrittenName;
   std::shared_ptr<Progress> CurrentPB;
