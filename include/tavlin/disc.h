@@ -64,6 +64,8 @@ class Disc {
   // Writes a stitch file of any readable format; `written` gets the name the disc gave it.
   std::error_code Write(const std::string& design, const DiscWriteOptions& options,
                         std::string& written);
+  // Reads and Delete act on the design of the entry's name, wherever the listing has it
+  // now; an entry whose design is gone gives NoSuchDesign.
   // Reads a design into a stitch file of the format `dest` names.
   std::error_code Read(const DiscEntry& entry, const std::string& dest,
                        const std::function<void(double done, double total)>& progress = {});
@@ -73,6 +75,7 @@ class Disc {
   struct State;
   explicit Disc(std::unique_ptr<State> state);
   std::error_code Relist();
+  const DiscEntry* Current(const DiscEntry& entry) const;
   std::unique_ptr<State> state_;
 };
 

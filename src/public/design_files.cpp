@@ -90,6 +90,9 @@ bool PutInPlace(const std::string& working, const std::string& dest) {
 std::error_code Convert(const std::string& source, const std::string& dest,
                         const ConvertOptions& options) {
   const std::string working = WorkingPathBeside(dest);
+  // The class converts a missing source as an empty design; here it is said.
+  std::error_code missing;
+  if (!std::filesystem::is_regular_file(source, missing)) return ResultCode(kFileNotFound);
   // The frame divides by it: a length the class would not take is refused here.
   if (options.maxStitchLength < 20 || options.maxStitchLength > 121) {
     return ResultCode(kInvalidCall);

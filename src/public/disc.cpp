@@ -200,6 +200,13 @@ const DiscEntry* Disc::Find(std::string_view name) const {
   return found;
 }
 
+const DiscEntry* Disc::Current(const DiscEntry& entry) const {
+  for (const DiscEntry& listed : state_->listing.designs) {
+    if (listed.name == entry.name) return &listed;
+  }
+  return nullptr;
+}
+
 std::error_code Disc::Relist() {
   SharedRecord& record = state_->record;
   const DiscFamilyRecord& family = *state_->family;
@@ -237,8 +244,11 @@ std::error_code Disc::Write(const std::string& design, const DiscWriteOptions& o
   return Relist();
 }
 
-std::error_code Disc::Read(const DiscEntry& entry, const std::string& dest,
+std::error_code Disc::Read(const DiscEntry& named, const std::string& dest,
                            const std::function<void(double, double)>& progress) {
+  const DiscEntry* current = Current(named);
+  if (current == nullptr) return DiscErrc::NoSuchDesign;
+  const DiscEntry entry = *current;
   SharedRecord& record = state_->record;
   const DiscFamilyRecord& family = *state_->family;
   const std::string given = family.deliversAs.empty() ? std::string() : std::string(family.deliversAs);
@@ -267,7 +277,10 @@ std::error_code Disc::Read(const DiscEntry& entry, const std::string& dest,
   return ec;
 }
 
-std::error_code Disc::Delete(const DiscEntry& entry) {
+std::error_code Disc::Delete(const DiscEntry& named) {
+  const DiscEntry* current = Current(named);
+  if (current == nullptr) return DiscErrc::NoSuchDesign;
+  const DiscEntry entry = *current;
   SharedRecord& record = state_->record;
   const DiscFamilyRecord& family = *state_->family;
   int16_t result = 0;
