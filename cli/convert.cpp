@@ -25,9 +25,10 @@ void AddConvert(CLI::App& app, int& exitCode) {
       exitCode = Fail("cannot convert " + *source + ": file not found (code 53)");
       return;
     }
-    for (const std::string& why : {RefusedFormat(*source, true), RefusedFormat(*dest, false)}) {
+    for (const std::string& why : {RefusedFormat(*source, true), RefusedFormat(*dest, false),
+                                   WhyNotConvertible(*source, *dest)}) {
       if (!why.empty()) {
-        exitCode = Fail("cannot convert " + *source + ": " + why);
+        exitCode = Fail("cannot convert " + *source + " to " + *dest + ": " + why);
         return;
       }
     }

@@ -41,13 +41,29 @@ std::unique_ptr<Disc> OpenDisc(const DiscArgs& args, const std::string& doing, i
   return disc;
 }
 
-const DiscEntry* FindEntry(const Disc& disc, const std::string& entry, const std::string& doing,
+void AddEntryOptions(CLI::App& verb, EntryArgs& args) {
+  verb.add_option("ENTRY", args.entry, "the design's name on the disc (A01, ROSE.U01, 7 ...)");
+  verb.add_option("--line", args.line, "the design on this line of the listing, from 0")
+      ->check(CLI::NonNegativeNumber);
+}
+
+const DiscEntry* FindEntry(const Disc& disc, const EntryArgs& args, const std::string& doing,
                            int& exitCode) {
-  if (const DiscEntry* named = disc.Find(entry)) return named;
-  for (const DiscEntry& d : disc.Listing().designs) {
-    if (std::to_string(d.line) == entry) return &d;
+  const std::vector<DiscEntry>& designs = disc.Listing().designs;
+  if (args.line >= 0) {
+    if (static_cast<size_t>(args.line) < designs.size()) return &designs[static_cast<size_t>(args.line)];
+    exitCode = Fail("cannot " + doing + " line " + std::to_string(args.line) + ": the listing has " +
+                    std::to_string(designs.size()) + " line(s)");
+    return nullptr;
   }
-  exitCode = Fail("cannot " + doing + " " + entry + ": no such design on the disc");
+  if (args.entry.empty()) {
+    exitCode = Fail("cannot " + doing + ": name a design, or a line with --line");
+    return nullptr;
+  }
+  if (const DiscEntry* named = disc.Find(args.entry)) return named;
+  const bool number = args.entry.find_first_not_of("0123456789") == std::string::npos;
+  exitCode = Fail("cannot " + doing + " " + args.entry + ": no design named " + args.entry +
+                  (number ? "; use --line " + args.entry + " for a line of the listing" : ""));
   return nullptr;
 }
 

@@ -33,9 +33,17 @@ CLI::App* AddDiscVerb(CLI::App& disc, const std::string& name, const std::string
 // the failure said and the exit code set, when it can't be.
 std::unique_ptr<Disc> OpenDisc(const DiscArgs& args, const std::string& doing, int& exitCode);
 
-// The design ENTRY names: a name on the disc ("A01", "A01.DAT", ZSK's "7"), or else a
-// line of the listing counted from 0. Null, with the failure said, when none.
-const DiscEntry* FindEntry(const Disc& disc, const std::string& entry, const std::string& doing,
+// How read and delete name a design: ENTRY, its name on the disc ("A01", "A01.DAT",
+// ZSK's "7"), or --line N, its line in the listing from 0.
+struct EntryArgs {
+  std::string entry;
+  int line = -1;
+};
+// Adds ENTRY and --line to a verb.
+void AddEntryOptions(CLI::App& verb, EntryArgs& args);
+// The design they name; null, with the failure said, when none. A number that names
+// no design is not taken for a line.
+const DiscEntry* FindEntry(const Disc& disc, const EntryArgs& args, const std::string& doing,
                            int& exitCode);
 
 // The listing's lines, "   0  A01     .DAT       44".

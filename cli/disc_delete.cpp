@@ -8,13 +8,12 @@ namespace tavlin::cli {
 
 void AddDiscDelete(CLI::App& disc, int& exitCode) {
   auto args = std::make_shared<DiscArgs>();
-  auto entry = std::make_shared<std::string>();
-  auto* verb = AddDiscVerb(disc, "delete", "Delete a design from a disc", *args);
-  verb->add_option("ENTRY", *entry,
-                   "the design: its name on the disc, or else its line in the listing from 0")
-      ->required();
+  auto entry = std::make_shared<EntryArgs>();
+  auto* verb = AddDiscVerb(disc, "delete", "Delete the design named (or on --line N) from a disc",
+                           *args);
+  AddEntryOptions(*verb, *entry);
   verb->callback([args, entry, &exitCode] {
-    const std::unique_ptr<Disc> opened = OpenDisc(*args, "delete " + *entry + " on", exitCode);
+    const std::unique_ptr<Disc> opened = OpenDisc(*args, "delete on", exitCode);
     if (opened == nullptr) return;
     const DiscEntry* design = FindEntry(*opened, *entry, "delete", exitCode);
     if (design == nullptr) return;

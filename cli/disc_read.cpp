@@ -8,20 +8,27 @@ namespace tavlin::cli {
 
 void AddDiscRead(CLI::App& disc, int& exitCode) {
   auto args = std::make_shared<DiscArgs>();
-  auto entry = std::make_shared<std::string>();
+  auto entry = std::make_shared<EntryArgs>();
   auto out = std::make_shared<std::string>();
   auto* verb = AddDiscVerb(
-      disc, "read", "Read a design off a disc into a stitch file of the format OUT names", *args);
-  verb->add_option("ENTRY", *entry,
-                   "the design: its name on the disc, or else its line in the listing from 0")
-      ->required();
-  verb->add_option("OUT", *out, "the stitch file to write")->required();
+      disc, "read",
+      "Read the design named (or on --line N) off a disc into a stitch file of the format OUT "
+      "names",
+      *args);
+  AddEntryOptions(*verb, *entry);
+  verb->add_option("OUT", *out, "the stitch file to write");
   verb->callback([args, entry, out, &exitCode] {
+    // With --line the one word left is OUT.
+    if (out->empty() && entry->line >= 0) std::swap(*out, entry->entry);
+    if (out->empty()) {
+      exitCode = Fail("disc read: name the stitch file to write");
+      return;
+    }
     if (const std::string why = RefusedFormat(*out, false); !why.empty()) {
       exitCode = Fail("cannot read into " + *out + ": " + why);
       return;
     }
-    const std::unique_ptr<Disc> opened = OpenDisc(*args, "read " + *entry + " on", exitCode);
+    const std::unique_ptr<Disc> opened = OpenDisc(*args, "read from", exitCode);
     if (opened == nullptr) return;
     const DiscEntry* design = FindEntry(*opened, *entry, "read", exitCode);
     if (design == nullptr) return;

@@ -26,6 +26,10 @@ void AddInfo(CLI::App& app, int& exitCode) {
   verb->add_option("FILE", *file, "the stitch file")->required();
   verb->add_flag("--json", *json, "print JSON");
   verb->callback([file, json, &exitCode] {
+    if (const std::string why = RefusedFormat(*file, true); !why.empty()) {
+      exitCode = Fail("cannot read " + *file + ": " + why);
+      return;
+    }
     DesignSummary s;
     if (const std::error_code ec = SummariseDesign(*file, s)) {
       exitCode = Fail("cannot read " + *file + ": " + InWords(ec));

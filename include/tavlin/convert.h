@@ -15,6 +15,13 @@ struct ConvertOptions {
   std::function<void(double done, double total)> progress;
 };
 
+// Why no conversion from the one file's format to the other's keeps a design ("QCD
+// designs are read only into CND"), or empty when one does.
+std::string WhyNotConvertible(const std::string& source, const std::string& dest);
+
+// Follows the formats' routes: a conversion that the two formats can't carry whole
+// goes by way of a working format (a U file to T01 by way of DST), or is refused
+// before anything is written.
 // Writes into a file beside the destination and puts it in the destination's place
 // only when the conversion succeeds: a failure leaves the destination as it was.
 std::error_code Convert(const std::string& source, const std::string& dest,

@@ -31,7 +31,17 @@ enum class DiscErrc {
 const std::error_category& DiscCategory();
 std::error_code make_error_code(DiscErrc e);
 
+enum class ConvertErrc {
+  NoRoute = 1,      // no conversion between the two formats keeps the design
+  FunctionRecords,  // the design holds CND's machine functions, which the destination would sew
+};
+
+const std::error_category& ConvertCategory();
+std::error_code make_error_code(ConvertErrc e);
+
 }  // namespace tavlin
 
 template <>
 struct std::is_error_code_enum<tavlin::DiscErrc> : std::true_type {};
+template <>
+struct std::is_error_code_enum<tavlin::ConvertErrc> : std::true_type {};

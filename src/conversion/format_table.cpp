@@ -91,6 +91,69 @@ bool CanConvert(int16_t sourceType, int16_t destType) {
   return source != nullptr && dest != nullptr && source->Reads() && dest->Writes();
 }
 
+namespace {
+
+bool Lists(std::string_view list, std::string_view fileEnd) {
+  for (size_t at = 0; at < list.size();) {
+    size_t end = list.find(' ', at);
+    if (end == std::string_view::npos) end = list.size();
+    if (list.substr(at, end - at) == fileEnd) return true;
+    at = end + 1;
+  }
+  return false;
+}
+
+std::string_view FirstOf(std::string_view list) { return list.substr(0, list.find(' ')); }
+
+// "QEP QCD" as "QEP or QCD".
+std::string InWords(std::string_view list) {
+  std::string words(list);
+  for (size_t at = words.find(' '); at != std::string::npos; at = words.find(' ', at + 4)) {
+    words.replace(at, 1, " or ");
+  }
+  return words;
+}
+
+std::string NameOf(const Codec& codec) {
+  return codec.fileEnd.empty() ? std::string(codec.family) : std::string(codec.fileEnd);
+}
+
+}  // namespace
+
+std::vector<int16_t> RouteOf(int16_t sourceType, int16_t destType, std::string& why) {
+  const Codec& source = CodecOf(sourceType);
+  const Codec& dest = CodecOf(destType);
+  why.clear();
+  if (!IsNamedFormat(source) || !IsNamedFormat(dest)) {
+    why = "the name gives no stitch format";
+    return {};
+  }
+  if (!source.Reads() || !dest.Writes()) {
+    why = "this build does not " + std::string(source.Reads() ? "write " : "read ") +
+          NameOf(source.Reads() ? dest : source) + " files";
+    return {};
+  }
+  if (!source.readOnlyInto.empty() && !Lists(source.readOnlyInto, dest.fileEnd)) {
+    why = NameOf(source) + " designs are read only into " + InWords(source.readOnlyInto);
+    return {};
+  }
+  std::vector<int16_t> route = {sourceType};
+  auto through = [&route](const Codec& codec) {
+    if (route.back() != codec.code) route.push_back(codec.code);
+  };
+  auto headed = [](const Codec& codec) { return codec.textHeader || codec.Wrapper(); };
+  // A wrapper's records come out whole only into a format of the text header.
+  if (source.Wrapper() && !headed(dest)) through(CodecOf(source.wraps));
+  // And go in whole only from one.
+  if (dest.Wrapper() && !headed(CodecOf(route.back()))) through(CodecOf(dest.wraps));
+  if (!dest.writtenOnlyFrom.empty() && !Lists(dest.writtenOnlyFrom, CodecOf(route.back()).fileEnd)) {
+    through(CodecOf(FindFormatCode(FirstOf(dest.writtenOnlyFrom))));
+  }
+  // The destination ends every route, its own format's source included.
+  route.push_back(destType);
+  return route;
+}
+
 int16_t FindFormatCode(std::string_view fileName) {
   const std::string end =
       UpperCase(fileName.size() < 3 ? fileName : fileName.substr(fileName.size() - 3));

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "conversion/conversion_run.h"
 
@@ -79,9 +80,12 @@ struct Codec {
   std::string_view extension{};  // what path resolution appends to a drive path
   std::string_view family{};     // the machine maker's name for it
   std::string_view nameEnd{};    // how a file of a format without a file end of its own is named
-  // The formats this one is read only into, blank-separated: what a reader must route
-  // through to see the design.
+  // Routes that keep a design, which the library API follows and the class doesn't: the
+  // formats this one is read only into, and the ones it is written only from, blank-
+  // separated ("QEP QCD"). A wrapper reads and writes whole only beside the formats of
+  // the text header: others go by way of the records it wraps.
   std::string_view readOnlyInto{};
+  std::string_view writtenOnlyFrom{};
 
   DecodeFn decode = nullptr;   // null: not read
   EncodeFn encode = nullptr;   // null: not written
@@ -111,6 +115,8 @@ struct Codec {
   // CND: read only into QEP and QCD and written only from them; the codec works from the
   // QEP record itself, so the frame neither moves, splits nor turns its steps.
   bool carriesQepRecords = false;
+  // QEP, QCD and CND keep the machine function codes of CND; other formats would sew them.
+  bool keepsFunctionCodes = false;
 
   bool designService = false;     // HUS, SHV: only the design-file service reads and writes them
   bool threadBytes = false;       // HUS: a zero and a palette index per thread from offset 41
@@ -140,6 +146,11 @@ bool IsNamedFormat(const Codec& codec);
 // Whether a run from one code to the other has a reader and a writer in this build,
 // a wrapper counting as the records it holds.
 bool CanConvert(int16_t sourceType, int16_t destType);
+
+// The formats a design passes through from one format to another so that it arrives
+// whole, source first and destination last; empty when no route keeps it, with `why`
+// saying what would work.
+std::vector<int16_t> RouteOf(int16_t sourceType, int16_t destType, std::string& why);
 
 // The code for a file name by its last three characters; -2 for a refused one.
 int16_t FindFormatCode(std::string_view fileName);

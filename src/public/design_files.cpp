@@ -43,6 +43,8 @@ std::vector<FormatInfo> StitchFormats() {
 
 std::error_code ReadDesign(const std::string& path,
                            const std::function<void(const DesignStep&)>& visit) {
+  // A name that gives no format is not read as one.
+  if (!IsNamedFormat(CodecOf(FindFormatCode(path)))) return ResultCode(kInvalidCall);
   PlatformState platform;
   return ResultCode(ReadDesignSteps(platform, path, visit, true));
 }
@@ -87,9 +89,29 @@ bool PutInPlace(const std::string& working, const std::string& dest) {
   return false;
 }
 
+std::string WhyNotConvertible(const std::string& source, const std::string& dest) {
+  std::string why;
+  RouteOf(FindFormatCode(source), FindFormatCode(dest), why);
+  return why;
+}
+
+namespace {
+
+// Whether a source that keeps CND's machine functions holds any: a destination that
+// doesn't keep them would sew their parameters as positions.
+bool HoldsFunctionRecords(const std::string& path) {
+  bool found = false;
+  ReadDesign(path, [&found](const DesignStep& step) {
+    const auto kind = static_cast<int16_t>(step.kind);
+    if ((kind >= 4 && kind <= 19) || kind == 31) found = true;
+  });
+  return found;
+}
+
+}  // namespace
+
 std::error_code Convert(const std::string& source, const std::string& dest,
                         const ConvertOptions& options) {
-  const std::string working = WorkingPathBeside(dest);
   // The class converts a missing source as an empty design; here it is said.
   std::error_code missing;
   if (!std::filesystem::is_regular_file(source, missing)) return ResultCode(kFileNotFound);
@@ -97,23 +119,41 @@ std::error_code Convert(const std::string& source, const std::string& dest,
   if (options.maxStitchLength < 20 || options.maxStitchLength > 121) {
     return ResultCode(kInvalidCall);
   }
+  std::string why;
+  const std::vector<int16_t> route = RouteOf(FindFormatCode(source), FindFormatCode(dest), why);
+  if (route.size() < 2) return ConvertErrc::NoRoute;
+  if (CodecOf(route.front()).keepsFunctionCodes && !CodecOf(route.back()).keepsFunctionCodes &&
+      HoldsFunctionRecords(source)) {
+    return ConvertErrc::FunctionRecords;
+  }
   PlatformState platform;
   ConversionSettings settings(platform);
   settings.MaxStitchLength = options.maxStitchLength;
   settings.ReadsOtherWriters = true;
   CallbackProgress progress(options.progress);
   settings.progress = &progress;
-  int16_t sourceType = FindFormatCode(source);
-  int16_t destType = FindFormatCode(dest);
-  std::string resolved;
-  const int16_t result =
-      ConvertStitchFile(settings, sourceType, destType, source, working, resolved);
-  if (result != 0) {
-    std::error_code ignored;
-    std::filesystem::remove(working, ignored);
-    return ResultCode(result);
+  // Each step of the route writes a working file beside the destination; the last one
+  // takes the destination's place.
+  std::vector<std::string> made;
+  std::string from = source;
+  int16_t result = 0;
+  for (size_t step = 1; step < route.size() && result == 0; ++step) {
+    const Codec& to = CodecOf(route[step]);
+    const bool last = step + 1 == route.size();
+    const std::string ending =
+        to.fileEnd.empty() || to.fileEnd == "   " ? std::string() : std::string(to.fileEnd);
+    made.push_back(last ? WorkingPathBeside(dest) : WorkingPathBeside(dest + "." + ending, ending));
+    int16_t sourceType = route[step - 1];
+    int16_t destType = route[step];
+    std::string resolved;
+    result = ConvertStitchFile(settings, sourceType, destType, from, made.back(), resolved);
+    from = made.back();
   }
-  return PutInPlace(working, dest) ? std::error_code() : ResultCode(kPathFileAccess);
+  const bool placed = result == 0 && PutInPlace(made.back(), dest);
+  std::error_code ignored;
+  for (const std::string& path : made) std::filesystem::remove(path, ignored);
+  if (result != 0) return ResultCode(result);
+  return placed ? std::error_code() : ResultCode(kPathFileAccess);
 }
 
 }  // namespace tavlin

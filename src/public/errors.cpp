@@ -35,7 +35,27 @@ class DiscFailures final : public std::error_category {
   }
 };
 
+class ConvertFailures final : public std::error_category {
+ public:
+  const char* name() const noexcept override { return "tavlin convert"; }
+  std::string message(int code) const override {
+    switch (static_cast<ConvertErrc>(code)) {
+      case ConvertErrc::NoRoute: return "no conversion between these formats keeps the design";
+      case ConvertErrc::FunctionRecords:
+        return "the design holds machine function records that only CND, QEP and QCD keep";
+    }
+    return "conversion failure " + std::to_string(code);
+  }
+};
+
 }  // namespace
+
+const std::error_category& ConvertCategory() {
+  static const ConvertFailures category;
+  return category;
+}
+
+std::error_code make_error_code(ConvertErrc e) { return {static_cast<int>(e), ConvertCategory()}; }
 
 const std::error_category& ResultCategory() {
   static const Results category;

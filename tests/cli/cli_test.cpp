@@ -132,14 +132,18 @@ TEST(Command, PutsDesignsOnAnFmcDiscAndTakesThemOff) {
   // Nothing of the working files is left beside the output.
   EXPECT_FALSE(std::filesystem::exists(dir / ".back.DSB.tavlin.QEP"));
 
-  Outcome refused = Tavlin(dir, "disc read " + image + " 0 " + (dir / "back.PES"));
+  Outcome refused = Tavlin(dir, "disc read " + image + " --line 0 " + (dir / "back.PES"));
   EXPECT_NE(refused.exitCode, 0);
   EXPECT_NE(refused.err.find("does not write PES"), std::string::npos) << refused.err;
-  Outcome missing = Tavlin(dir, "disc read " + image + " 3 " + (dir / "x.DST"));
+  Outcome missing = Tavlin(dir, "disc read " + image + " --line 3 " + (dir / "x.DST"));
   EXPECT_NE(missing.exitCode, 0);
-  EXPECT_NE(missing.err.find("no such design"), std::string::npos) << missing.err;
+  EXPECT_NE(missing.err.find("the listing has 1 line(s)"), std::string::npos) << missing.err;
 
-  Outcome del = Tavlin(dir, "disc delete " + image + " 0");
+  // A number is a name, never a line: FMC names its designs A01 ...
+  Outcome notAName = Tavlin(dir, "disc delete " + image + " 0");
+  EXPECT_NE(notAName.exitCode, 0);
+  EXPECT_NE(notAName.err.find("no design named 0; use --line 0"), std::string::npos) << notAName.err;
+  Outcome del = Tavlin(dir, "disc delete " + image + " --line 0");
   EXPECT_EQ(del.exitCode, 0) << del.err;
   EXPECT_EQ(Tavlin(dir, "disc list " + image).out, "no designs on the disc\n");
   Outcome notFmc = Tavlin(dir, "disc list " + (dir / "a.DST"));
@@ -192,12 +196,20 @@ TEST(Command, NamesFdr3DesignsAndFindsZskDesignsByNumber) {
     ASSERT_EQ(Tavlin(dir, "disc write " + zsk + " " + (dir / "a.DST") + " --family zsk").exitCode, 0);
   }
   ASSERT_EQ(Tavlin(dir, "disc delete " + zsk + " 1 --family zsk").exitCode, 0);
+  // "1" names design 1 and nothing else: the second time it is refused, and design 2,
+  // now on the line that was 1's, stays.
+  Outcome again = Tavlin(dir, "disc delete " + zsk + " 1 --family zsk");
+  EXPECT_NE(again.exitCode, 0);
+  EXPECT_NE(again.err.find("no design named 1"), std::string::npos) << again.err;
   // "2" names design 2 itself, now on the first line.
   Outcome del = Tavlin(dir, "disc delete " + zsk + " 2 --family zsk");
   EXPECT_EQ(del.exitCode, 0) << del.err;
   EXPECT_EQ(del.out, "deleted 2\n");
   Outcome list = Tavlin(dir, "disc list " + zsk + " --family zsk");
   EXPECT_NE(list.out.find("   0  3 "), std::string::npos) << list.out;
+  // --line reads a line.
+  EXPECT_EQ(Tavlin(dir, "disc read " + zsk + " --line 0 " + (dir / "three.DST")).exitCode, 0);
+  EXPECT_EQ(test::NeedlesOf(dir / "three.DST"), test::NeedlesOf(dir / "a.DST"));
 }
 
 }  // namespace
@@ -224,7 +236,7 @@ TEST(Command, IdentifiesDiscsAndKeepsDesignsOnDosDiscsUnderTheirNames) {
   Outcome onZsk = Tavlin(dir, "disc write " + zsk + " " + (dir / "a.DST"));
   ASSERT_EQ(onZsk.exitCode, 0) << onZsk.err;
   EXPECT_NE(onZsk.out.find("as 1\n"), std::string::npos) << onZsk.out;
-  Outcome offZsk = Tavlin(dir, "disc read " + zsk + " 0 " + (dir / "z.DST"));
+  Outcome offZsk = Tavlin(dir, "disc read " + zsk + " 1 " + (dir / "z.DST"));
   ASSERT_EQ(offZsk.exitCode, 0) << offZsk.err;
   EXPECT_EQ(test::NeedlesOf(dir / "z.DST"), test::NeedlesOf(dir / "a.DST"));
   EXPECT_EQ(Tavlin(dir, "disc delete " + zsk + " 1").exitCode, 0);

@@ -9,6 +9,7 @@
 #include "platform/files.h"
 #include "tavlin/convert.h"
 #include "tavlin/design.h"
+#include "tavlin/error.h"
 #include "test_support.h"
 
 namespace tavlin {
@@ -138,6 +139,40 @@ TEST(EveryCodec, AFailedRunLeavesTheDestinationAsItWas) {
     EXPECT_NE(Convert(dir / "wide.DST", out).value(), 0) << codec->family;
     EXPECT_EQ(test::ReadBytes(out), "what stood") << codec->family;
   }
+}
+
+// Every ordered pair of written formats, as the command converts them: the sample into
+// A, A into B, B into DST. Every route that is accepted arrives with the source's
+// stitches and colour changes; every one refused leaves no file.
+TEST(EveryCodec, EveryPairOfFormatsKeepsTheDesignOrRefuses) {
+  test::TempDir dir;
+  const std::string source = dir / "sample.DST";
+  test::WriteBytes(source, Sample());
+  const std::vector<test::Needle> expected = test::NeedlesOf(source);
+  int kept = 0, refused = 0;
+  for (const Codec* a : WrittenCodecs()) {
+    const std::string inA = dir / NameOf(*a, "a");
+    ASSERT_EQ(Convert(source, inA).value(), 0) << a->family;
+    for (const Codec* b : WrittenCodecs()) {
+      const std::string inB = dir / NameOf(*b, "b");
+      const std::string back = dir / "back.DST";
+      std::filesystem::remove(inB);
+      std::filesystem::remove(back);
+      const std::error_code toB = Convert(inA, inB);
+      const std::error_code toDst = toB ? toB : Convert(inB, back);
+      if (toB || toDst) {
+        ++refused;
+        EXPECT_EQ(toB ? toB.category() : toDst.category(), ConvertCategory())
+            << a->family << " to " << b->family << ": " << (toB ? toB : toDst).message();
+        EXPECT_FALSE(std::filesystem::exists(toB ? inB : back)) << a->family << " to " << b->family;
+        continue;
+      }
+      ++kept;
+      EXPECT_EQ(test::NeedlesOf(back), expected) << a->family << " to " << b->family;
+    }
+  }
+  // Most pairs keep the design; those through CND and QCD are read only into each other.
+  EXPECT_GT(kept, refused);
 }
 
 }  // namespace

@@ -160,9 +160,11 @@ const Codec kCndCodec = {
     .extension = ".CND",
     .family = "Melco Premier, condensed",
     .readOnlyInto = "QEP QCD",
+    .writtenOnlyFrom = "QEP QCD",
     .decode = DecodeCnd,
     .encode = EncodeCnd,
     .carriesQepRecords = true,
+    .keepsFunctionCodes = true,
 };
 
 }  // namespace tavlin

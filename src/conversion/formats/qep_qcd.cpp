@@ -129,6 +129,7 @@ const Codec kQepCodec = {
     .drawnTrim = {.record = std::string_view("\x1F\x09\x00\x00\x00", 5), .back = 20},
     // The Barudan and ZSK needle codes survive only into the working format of disc reads.
     .keepsNeedles = true,
+    .keepsFunctionCodes = true,
     .threadTable = {.count = 103, .table = 113, .resume = 0},
 };
 
@@ -145,6 +146,7 @@ const Codec kQcdCodec = {
     .textHeader = true,
     .openingRecord = kQepOpening,
     .opening = Opening::Always,
+    .keepsFunctionCodes = true,
 };
 
 }  // namespace tavlin
