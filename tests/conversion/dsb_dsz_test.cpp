@@ -1,8 +1,10 @@
-// Barudan DSB, U files and ZSK DSZ: records, colour codes and the real samples.
+// Barudan DSB, U files and ZSK DSZ: records, colour codes, the codes other programs
+// write, and the real samples.
 #include <gtest/gtest.h>
 
 #include <map>
 
+#include "conversion/design_reader.h"
 #include "tavlin/convert.h"
 #include "tavlin/design.h"
 #include "test_support.h"
@@ -85,6 +87,121 @@ TEST(UFiles, HaveA256ByteHeadAndAreResolvedAsDsb) {
   test::WriteBytes(dir / "c.U02", std::string(256, '0') + Bytes({0x81, 5, 6, 0xF8, 0, 0}));
   ASSERT_EQ(convert(dir / "c.U02", dir / "c.DST"), 0);
   EXPECT_EQ(test::ReadBytes(dir / "c.DST").substr(515, 3), test::DstRecord(KindJump, 6, 5));
+}
+
+// The kinds a file's steps read as: through the class's reading, or the library's.
+std::vector<int16_t> KindsOf(const std::string& path, bool otherWriters) {
+  PlatformState platform;
+  std::vector<int16_t> kinds;
+  EXPECT_EQ(ReadDesignSteps(
+                platform, path,
+                [&kinds](const DesignStep& s) { kinds.push_back(static_cast<int16_t>(s.kind)); },
+                otherWriters),
+            0);
+  return kinds;
+}
+
+// The six jumps a trim is drawn with in DST, and the trim's own step, a jump.
+std::string DrawnTrim() {
+  std::string jumps;
+  for (int i = 0; i < 6; ++i) jumps += test::DstRecord(KindJump, 0, i % 2 == 0 ? 3 : -3);
+  return jumps + test::DstRecord(KindJump, 0, 0);
+}
+
+TEST(DsbDszOtherWriters, DsbCodeSevenIsATrimForTheLibraryAndAStitchForTheClass) {
+  test::TempDir dir;
+  using test::DstRecord;
+  // A stitch of (3, 5), the trim E7 00 00, a jump of (0, 10), a stitch of (1, 1).
+  const std::string records = Bytes({0x80, 0x05, 0x03, 0xE7, 0x00, 0x00, 0x81, 0x0A, 0x00,
+                                     0x80, 0x01, 0x01, 0xF8, 0x00, 0x00});
+  test::WriteBytes(dir / "a.DSB", std::string(512, ' ') + records);
+  test::WriteBytes(dir / "a.U01", std::string(256, '\0') + records);
+  const std::string opening = Bytes({0, 0, 0x83});
+  const std::string before = opening + DstRecord(KindStitch, 3, 5);
+  const std::string after =
+      DstRecord(KindJump, 0, 10) + DstRecord(KindStitch, 1, 1) + Bytes({0, 0, 0xF3});
+
+  Converter convert;
+  ASSERT_EQ(convert(dir / "a.DSB", dir / "class.DST"), 0);
+  EXPECT_EQ(test::ReadBytes(dir / "class.DST").substr(512),
+            before + DstRecord(KindStitch, 0, 0) + after);
+  ASSERT_EQ(Convert(dir / "a.DSB", dir / "library.DST").value(), 0);
+  EXPECT_EQ(test::ReadBytes(dir / "library.DST").substr(512), before + DrawnTrim() + after);
+  ASSERT_EQ(Convert(dir / "a.U01", dir / "u.DST").value(), 0);
+  EXPECT_EQ(test::ReadBytes(dir / "u.DST").substr(512), before + DrawnTrim() + after);
+
+  EXPECT_EQ(KindsOf(dir / "a.DSB", false),
+            (std::vector<int16_t>{KindStitch, KindStitch, KindJump, KindStitch}));
+  EXPECT_EQ(KindsOf(dir / "a.DSB", true),
+            (std::vector<int16_t>{KindStitch, KindTrim, KindJump, KindStitch}));
+  DesignSummary summary;
+  ASSERT_EQ(SummariseDesign(dir / "a.DSB", summary).value(), 0);
+  EXPECT_EQ(summary.stitches, 2);
+  EXPECT_EQ(summary.others, 1);
+
+  // A QEP destination keeps the trim as its own code 0x14 on the library's side.
+  ASSERT_EQ(convert(dir / "a.DSB", dir / "class.QEP"), 0);
+  ASSERT_EQ(Convert(dir / "a.DSB", dir / "library.QEP").value(), 0);
+  EXPECT_EQ(test::ReadBytes(dir / "class.QEP").substr(522, 5), Bytes({0x00, 3, 0, 0xFB, 0xFF}));
+  EXPECT_EQ(test::ReadBytes(dir / "library.QEP").substr(522, 5), Bytes({0x14, 3, 0, 0xFB, 0xFF}));
+}
+
+TEST(DsbDszOtherWriters, DszTrimsAndTheirEndForTheLibraryStitchesForTheClass) {
+  test::TempDir dir;
+  using test::DstRecord;
+  // A stitch of (3, 5), two trims 00 00 9B, a jump of (0, 10), a stitch of (1, 1), the
+  // end 00 00 91, and a stitch of (2, 2) that only the class reaches.
+  test::WriteBytes(dir / "a.DSZ", std::string(512, ' ') +
+                                      Bytes({0x05, 0x03, 0x80, 0x00, 0x00, 0x9B, 0x00, 0x00,
+                                             0x9B, 0x0A, 0x00, 0x81, 0x01, 0x01, 0x80, 0x00,
+                                             0x00, 0x91, 0x02, 0x02, 0x80}));
+  const std::string before = Bytes({0, 0, 0x83}) + DstRecord(KindStitch, 3, 5);
+  const std::string middle = DstRecord(KindJump, 0, 10) + DstRecord(KindStitch, 1, 1);
+  const std::string zero = DstRecord(KindStitch, 0, 0);
+  const std::string end = Bytes({0, 0, 0xF3});
+
+  Converter convert;
+  ASSERT_EQ(convert(dir / "a.DSZ", dir / "class.DST"), 0);
+  EXPECT_EQ(test::ReadBytes(dir / "class.DST").substr(512),
+            before + zero + zero + middle + zero + DstRecord(KindStitch, 2, 2) + end);
+  ASSERT_EQ(Convert(dir / "a.DSZ", dir / "library.DST").value(), 0);
+  EXPECT_EQ(test::ReadBytes(dir / "library.DST").substr(512),
+            before + DrawnTrim() + DrawnTrim() + middle + end);
+
+  EXPECT_EQ(KindsOf(dir / "a.DSZ", false),
+            (std::vector<int16_t>{KindStitch, KindStitch, KindStitch, KindJump, KindStitch,
+                                  KindStitch, KindStitch}));
+  EXPECT_EQ(KindsOf(dir / "a.DSZ", true),
+            (std::vector<int16_t>{KindStitch, KindTrim, KindTrim, KindJump, KindStitch}));
+  // 0x90 still ends the design on both sides; other codes of 15 and above stay stitches.
+  test::WriteBytes(dir / "b.DSZ", std::string(512, ' ') +
+                                      Bytes({0x01, 0x00, 0xB1, 0x00, 0x01, 0x9A, 0x00, 0x00,
+                                             0x90, 0x05, 0x05, 0x80}));
+  EXPECT_EQ(KindsOf(dir / "b.DSZ", false), (std::vector<int16_t>{KindStitch, KindStitch}));
+  EXPECT_EQ(KindsOf(dir / "b.DSZ", true), (std::vector<int16_t>{KindStitch, KindStitch}));
+}
+
+TEST(DsbDszOtherWriters, ThisSystemsDsbAndDszReadAlikeThroughBothFaces) {
+  test::TempDir dir;
+  // Jumps, stitches and six colour changes: every code this system's writers use.
+  std::vector<Rec> design{{KindJump, -40, 30}};
+  for (int i = 0; i < 6; ++i) {
+    design.push_back({KindStitch, static_cast<int16_t>(i * 7 - 20), static_cast<int16_t>(5 - i)});
+    design.push_back({KindColour, 0, 0});
+    design.push_back({KindJump, 0, 0});
+  }
+  test::WriteBytes(dir / "a.DST", DstFile(design));
+  Converter convert;
+  for (const char* name : {"ours.DSB", "ours.DSZ", "ours.U01"}) {
+    ASSERT_EQ(convert(dir / "a.DST", dir / name), 0);
+    ASSERT_EQ(convert(dir / name, dir / "class.DST"), 0);
+    ASSERT_EQ(Convert(dir / name, dir / "library.DST").value(), 0);
+    const std::string viaClass = test::ReadBytes(dir / "class.DST");
+    EXPECT_EQ(test::ReadBytes(dir / "library.DST"), viaClass) << name;
+    // The design itself comes back: the opening jump, then the source's records.
+    EXPECT_EQ(viaClass.substr(515), DstFile(design).substr(512)) << name;
+    EXPECT_EQ(KindsOf(dir / name, true), KindsOf(dir / name, false)) << name;
+  }
 }
 
 struct Counts {

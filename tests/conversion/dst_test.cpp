@@ -1,4 +1,5 @@
-// DST records, the text header and the T01/T03 wrapper, as golden bytes.
+// DST records, the text header and the T01/T03 wrapper, as golden bytes; the wrapper
+// both as this system writes it and as other programs do.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -6,7 +7,19 @@
 #include "conversion/convert.h"
 #include "conversion/format_table.h"
 #include "conversion/text_header.h"
+#include "tavlin/convert.h"
+#include "tavlin/design.h"
 #include "test_support.h"
+
+namespace tavlin::test {
+// Steps read compare as (kind, x, y); internal to this file, found by argument lookup.
+static bool operator==(const Rec& a, const Rec& b) {
+  return a.kind == b.kind && a.x == b.x && a.y == b.y;
+}
+static void PrintTo(const Rec& r, std::ostream* out) {
+  *out << "(kind " << r.kind << ", " << r.x << ", " << r.y << ")";
+}
+}  // namespace tavlin::test
 
 namespace tavlin {
 namespace {
@@ -208,6 +221,149 @@ TEST(T01Wrapper, RecordsStartAtTheFirstByteThatIsNotZero) {
   test::WriteBytes(dir / "b.T01", zeros);
   ASSERT_EQ(convert(dir / "b.T01", dir / "b.DST"), 0);
   EXPECT_EQ(test::ReadBytes(dir / "b.DST").substr(515, 3), DstRecord(KindStitch, 7, 0));
+}
+
+// A T01 or T03 as other programs write it: the block count, ten zeros, the records
+// from offset 12 with no second opening record, and zeros up to a multiple of 12
+// (none when the records end on one).
+std::string OtherWritersWrapper(const std::string& records) {
+  const size_t length = 12 + records.size();
+  const size_t padded = (length + 11) / 12 * 12;
+  return IntToBytes2(static_cast<double>(padded / 12)) + std::string(10, '\0') + records +
+         std::string(padded - length, '\0');
+}
+
+// The steps a file reads as through the library, each as (kind, x, y).
+std::vector<Rec> StepsOf(const std::string& path) {
+  std::vector<Rec> steps;
+  EXPECT_EQ(ReadDesign(path,
+                       [&steps](const DesignStep& s) {
+                         steps.push_back({static_cast<int16_t>(s.kind), s.x, s.y});
+                       })
+                .value(),
+            0)
+      << path;
+  return steps;
+}
+
+// The file a wrapped source converts to through the class, and through the library.
+struct BothFaces {
+  std::string viaClass;
+  std::string viaLibrary;
+};
+
+BothFaces ToDstBothWays(const test::TempDir& dir, const std::string& source) {
+  Converter convert;
+  EXPECT_EQ(convert(source, dir / "class.DST"), 0) << source;
+  EXPECT_EQ(Convert(source, dir / "library.DST").value(), 0) << source;
+  return {test::ReadBytes(dir / "class.DST"), test::ReadBytes(dir / "library.DST")};
+}
+
+TEST(T01Wrapper, BothLayoutsReadToTheirDesignThroughBothFaces) {
+  test::TempDir dir;
+  const std::vector<Rec> design = {{KindJump, 0, 0},     {KindStitch, 5, -3},
+                                   {KindColour, 0, 0},   {KindStitch, -121, 40},
+                                   {KindJump, 30, 30},   {KindStitch, 1, 1}};
+  std::string records;
+  for (const Rec& r : design) records += DstRecord(r.kind, r.x, r.y);
+  const std::string end = Bytes({0x00, 0x00, 0xF3});
+  const std::string opening = Bytes({0x00, 0x00, 0x83});
+
+  // Other programs' layout: the first record, a jump of no length, has its first
+  // non-zero byte at 14, and the records start at 12. The whole file is 36 bytes, so
+  // no search from 255 on could find it.
+  const std::string theirs = OtherWritersWrapper(records + end);
+  ASSERT_EQ(theirs.size(), 36u);
+  ASSERT_EQ(theirs.substr(0, 2), Bytes({3, 0}));
+  test::WriteBytes(dir / "theirs.T01", theirs);
+  EXPECT_EQ(StepsOf(dir / "theirs.T01"), design);
+  BothFaces faces = ToDstBothWays(dir, dir / "theirs.T01");
+  EXPECT_EQ(faces.viaClass.substr(512), opening + records + end);
+  EXPECT_EQ(faces.viaLibrary, faces.viaClass);
+  EXPECT_EQ(test::Field(faces.viaClass, 31, 7), "CO:  2\r");
+
+  // This system's layout, from its own writer: the two opening records at 468 and
+  // 471 read as jumps of no length ahead of the design, on both faces alike.
+  test::WriteBytes(dir / "a.DST", test::DstFile(design));
+  Converter convert;
+  ASSERT_EQ(convert(dir / "a.DST", dir / "ours.T01"), 0);
+  ASSERT_EQ(test::ReadBytes(dir / "ours.T01").substr(468, 6), opening + opening);
+  std::vector<Rec> withOpenings = {{KindJump, 0, 0}, {KindJump, 0, 0}};
+  withOpenings.insert(withOpenings.end(), design.begin(), design.end());
+  EXPECT_EQ(StepsOf(dir / "ours.T01"), withOpenings);
+  faces = ToDstBothWays(dir, dir / "ours.T01");
+  EXPECT_EQ(faces.viaClass.substr(512), opening + opening + opening + records + end);
+  EXPECT_EQ(faces.viaLibrary, faces.viaClass);
+}
+
+TEST(T01Wrapper, EmptyDesignsInBothLayoutsAndT03) {
+  test::TempDir dir;
+  const std::string opening = Bytes({0x00, 0x00, 0x83});
+  // Empty designs from this system's writer: only the opening records.
+  test::WriteBytes(dir / "empty.DST", "");
+  Converter convert;
+  ASSERT_EQ(convert(dir / "empty.DST", dir / "ours.T01"), 0);
+  ASSERT_EQ(convert(dir / "empty.DST", dir / "ours.T03"), 0);
+  EXPECT_EQ(StepsOf(dir / "ours.T01"), (std::vector<Rec>{{KindJump, 0, 0}, {KindJump, 0, 0}}));
+  EXPECT_EQ(StepsOf(dir / "ours.T03"), (std::vector<Rec>{{KindJump, 0, 0}}));
+  BothFaces faces = ToDstBothWays(dir, dir / "ours.T01");
+  EXPECT_EQ(faces.viaClass.substr(512), opening + opening + opening + Bytes({0, 0, 0xF3}));
+  EXPECT_EQ(faces.viaLibrary, faces.viaClass);
+
+  // Other programs' empty T01: the end record alone at 12.
+  test::WriteBytes(dir / "theirs.T01", OtherWritersWrapper(Bytes({0x00, 0x00, 0xF3})));
+  EXPECT_TRUE(StepsOf(dir / "theirs.T01").empty());
+  faces = ToDstBothWays(dir, dir / "theirs.T01");
+  EXPECT_EQ(faces.viaClass.substr(512), opening + Bytes({0, 0, 0xF3}));
+  EXPECT_EQ(faces.viaLibrary, faces.viaClass);
+
+}
+
+TEST(T03Wrapper, OtherProgramsDsbRecordsFromTwelveWithOrWithoutFill) {
+  test::TempDir dir;
+  // A jump of (-36, -93), stitches of (3, 5) and (-2, 1), the end: 12 + 12 bytes, so
+  // there is no fill at all; with a colour change behind them, 9 bytes of fill.
+  const std::string dsb = Bytes({0xE1, 0x5D, 0x24, 0x80, 0x05, 0x03, 0xA0, 0x01, 0x02});
+  const std::string end = Bytes({0xF8, 0x00, 0x00});
+  const std::vector<Rec> design = {{KindJump, -36, -93}, {KindStitch, 3, 5}, {KindStitch, -2, 1}};
+  std::string dst;
+  for (const Rec& r : design) dst += DstRecord(r.kind, r.x, r.y);
+  const std::string opening = Bytes({0x00, 0x00, 0x83});
+  const std::string dstEnd = Bytes({0x00, 0x00, 0xF3});
+
+  const std::string bare = OtherWritersWrapper(dsb + end);
+  ASSERT_EQ(bare.size(), 24u);
+  ASSERT_EQ(bare.substr(0, 2), Bytes({2, 0}));
+  test::WriteBytes(dir / "bare.T03", bare);
+  EXPECT_EQ(StepsOf(dir / "bare.T03"), design);
+  BothFaces faces = ToDstBothWays(dir, dir / "bare.T03");
+  EXPECT_EQ(faces.viaClass.substr(512), opening + dst + dstEnd);
+  EXPECT_EQ(faces.viaLibrary, faces.viaClass);
+
+  const std::string filled = OtherWritersWrapper(dsb + Bytes({0x8A, 0, 0}) + end);
+  ASSERT_EQ(filled.size(), 36u);
+  test::WriteBytes(dir / "filled.T03", filled);
+  std::vector<Rec> withColour = design;
+  withColour.push_back({KindColour, 0, 0});
+  EXPECT_EQ(StepsOf(dir / "filled.T03"), withColour);
+  faces = ToDstBothWays(dir, dir / "filled.T03");
+  EXPECT_EQ(faces.viaClass.substr(512), opening + dst + DstRecord(KindColour, 0, 0) + dstEnd);
+  EXPECT_EQ(faces.viaLibrary, faces.viaClass);
+}
+
+TEST(T01Wrapper, AHeadOfZerosNeitherHangsNorReadsPastTheEnd) {
+  test::TempDir dir;
+  // Zeros through 512 put the records at 513, where they are zero stitches too; files
+  // that end before that are empty designs.
+  for (const size_t length : {0u, 2u, 12u, 254u, 511u, 513u, 600u, 30000u}) {
+    const std::string name = dir / ("z" + std::to_string(length) + ".T01");
+    test::WriteBytes(name, std::string(length, '\0'));
+    const size_t zeroStitches = length > 513 ? (length - 513) / 3 : 0;
+    EXPECT_EQ(StepsOf(name), std::vector<Rec>(zeroStitches, Rec{KindStitch, 0, 0})) << length;
+    const BothFaces faces = ToDstBothWays(dir, name);
+    EXPECT_EQ(faces.viaClass.size(), 512u + 3u * (zeroStitches + 2)) << length;
+    EXPECT_EQ(faces.viaLibrary, faces.viaClass) << length;
+  }
 }
 
 TEST(T01Wrapper, AFileBeyondSixteenBitsIsAnOverflow) {

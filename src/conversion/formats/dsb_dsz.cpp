@@ -11,6 +11,19 @@ namespace {
 constexpr int kSignX = 0x20;  // DSB byte 0
 constexpr int kSignY = 0x40;
 
+// Other programs write a trim as DSB code 7 and DSZ code 27, and end a DSZ with 0x91.
+// The library reads them for what they are; the class reads all three as stitches,
+// as the programs written against it expect.
+constexpr int kDsbTrimCode = 7;
+constexpr int kDszTrimCode = 27;
+constexpr uint8_t kDszOtherEnd = 0x91;
+
+// A trim that a destination with a trim of its own keeps, and DST draws.
+void ReadTrim(ConversionRun& run) {
+  run.step.StepKind = KindTrim;
+  run.TrimPending = true;
+}
+
 // The five colour-change codes of DSZ, by needle rotor 1 to 5, and the needle kinds
 // 0x17 to 0x1C.
 constexpr uint8_t kDszRotorCodes[6] = {0, 5, 7, 9, 11, 13};
@@ -44,6 +57,8 @@ Decoded DecodeDsb(ConversionRun& run) {
     // A destination that keeps needles gets 23 to 30.
     run.step.StepKind = run.Dest->keepsNeedles ? static_cast<int16_t>((r[0] & 0x0F) + 15)
                                                  : int16_t{KindColour};
+  } else if (code == kDsbTrimCode && run.settings.ReadsOtherWriters) {
+    ReadTrim(run);
   }
   return Decoded::Step;
 }
@@ -72,6 +87,8 @@ void WriteUFileHead(ConversionRun& run) { WriteRepeated(run, 0, 256); }
 Decoded DecodeDsz(ConversionRun& run) {
   uint8_t r[3];
   if (!run.ReadRecord(r, 3) || r[2] == 0x90) return Decoded::End;
+  const bool otherWriters = run.settings.ReadsOtherWriters;
+  if (otherWriters && r[2] == kDszOtherEnd) return Decoded::End;
   run.step.StepY = Signed(r[0] & 0x7F, (r[2] & 0x20) != 0);
   run.step.StepX = Signed(r[1] & 0x7F, (r[2] & 0x40) != 0);
   const int code = r[2] & 0x1F;
@@ -89,6 +106,9 @@ Decoded DecodeDsz(ConversionRun& run) {
     case 3: case 4: case 6: case 8: case 10: case 12: case 14:
       run.step.StepKind = KindColour;
       run.NextColour();
+      break;
+    case kDszTrimCode:
+      if (otherWriters) ReadTrim(run);
       break;
     default: break;  // 15 and above: a stitch
   }

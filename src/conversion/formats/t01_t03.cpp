@@ -1,5 +1,6 @@
 // T01 and T03: DST and DSB record streams behind a small wrapper of 468 zero bytes
-// and a block count, padded to a multiple of 12 bytes.
+// and a block count, padded to a multiple of 12 bytes. Other programs write a shorter
+// wrapper (records from offset 12, no fill when none is needed), which reads alike.
 #include "conversion/formats/formats.h"
 
 #include <algorithm>
@@ -15,6 +16,10 @@ constexpr int64_t kWrapperHead = 468;
 constexpr int64_t kBlock = 12;
 // The length is read into a 16-bit number: a longer file is an overflow.
 constexpr int64_t kMaxBytes = 32767;
+// Where a reader looks for the first record: behind the block count and ten zeros, up
+// to the first offset past a head of 512 bytes.
+constexpr int64_t kSearchFrom = 12;
+constexpr int64_t kSearchEnd = 513;
 
 }  // namespace
 
@@ -39,12 +44,17 @@ const Codec kT03Codec = {
 };
 
 void PositionWrappedSource(ConversionRun& run) {
-  // The records begin at the first byte that isn't zero in 255..512, on a multiple of 3.
-  uint8_t probe[258];
-  run.source.Seek(255);
+  // The records begin at the first byte that isn't zero from offset 12 on, on a
+  // multiple of 3. This system's files hold zeros up to their opening record at 468;
+  // other programs begin the records at 12, behind the count and ten zeros. On every
+  // file this system writes, and on a head of zeros, this finds what a search of
+  // 255..512 alone finds, so the class reads by it too. Zeros through 512 put the
+  // records at 513.
+  uint8_t probe[kSearchEnd - kSearchFrom];
+  run.source.Seek(kSearchFrom);
   const size_t got = run.source.Read(probe, sizeof probe);
   const auto first = std::find_if(probe, probe + got, [](uint8_t b) { return b != 0; });
-  const int64_t at = first == probe + got ? 513 : 255 + (first - probe);
+  const int64_t at = first == probe + got ? kSearchEnd : kSearchFrom + (first - probe);
   run.source.Seek(at / 3 * 3);
   run.SetTypes(run.Source->wraps, run.DestType);
   run.SourceWrapped = true;
