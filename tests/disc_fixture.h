@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
@@ -26,6 +27,14 @@ inline size_t SectorOffset(int track, int head, int sector, size_t sectors = 16,
 // order (a directory written in part may already show a new design behind them).
 inline bool StillStand(const std::vector<std::string>& before, const std::vector<std::string>& now) {
   return now.size() >= before.size() && std::equal(before.begin(), before.end(), now.begin());
+}
+
+// Runs an mtools command on an image, expecting it to succeed; gives its output.
+inline std::string Mtools(const TempDir& dir, const std::string& command) {
+  const std::string out = dir / "mtools.txt";
+  const int status = std::system((command + " >" + out + " 2>&1").c_str());
+  EXPECT_EQ(status, 0) << command << "\n" << ReadBytes(out);
+  return ReadBytes(out);
 }
 
 // A sector write that fails, for the tests of what a failure leaves on the disc.

@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <iterator>
 #include <memory>
+#include <random>
 #include <ostream>
 #include <string>
 #include <thread>
@@ -62,6 +63,12 @@ inline void WriteBytes(const std::string& path, const std::string& bytes) {
 inline std::string Bytes(std::initializer_list<int> values) {
   std::string bytes;
   for (int v : values) bytes.push_back(static_cast<char>(v));
+  return bytes;
+}
+
+inline std::string RandomBytes(std::mt19937& random, size_t n) {
+  std::string bytes(n, '\0');
+  for (char& c : bytes) c = static_cast<char>(random() & 0xFF);
   return bytes;
 }
 

@@ -55,7 +55,7 @@ TEST(BufferedFile, AgreesWithAPlainStringUnderRandomUse) {
   }
 }
 
-TEST(BufferedFile, OpeningCreatesAMissingFileAndFailsInAMissingFolder) {
+TEST(BufferedFile, OpeningCreatesAMissingFileReachesBoundFoldersAndFailsOtherwise) {
   test::TempDir dir;
   PlatformState platform;
   { BufferedFile created(OpenFile(platform, dir / "new.DST")); }
@@ -73,11 +73,7 @@ TEST(BufferedFile, OpeningCreatesAMissingFileAndFailsInAMissingFolder) {
   } catch (const RunTimeError& e) {
     EXPECT_EQ(e.Code(), kDiskNotReady);
   }
-}
-
-TEST(BufferedFile, DrivePathsReachTheBoundFolder) {
-  test::TempDir dir;
-  PlatformState platform;
+  // Drive paths reach the folder bound to the letter.
   BindDirectory(platform, 0, dir.path().string());
   {
     BufferedFile file(OpenFile(platform, "A:\\SUB.DST"));

@@ -1,11 +1,9 @@
-// The conversion frame: splitting, drawn trims, progress, failures and what a run
-// leaves behind.
+// The conversion frame: splitting, progress, failures and what a run leaves behind.
 #include <gtest/gtest.h>
 
 #include <memory>
 
 #include "conversion/convert.h"
-#include "conversion/drawn_trims.h"
 #include "conversion/format_table.h"
 #include "conversion/transforms.h"
 #include "platform/run_time_error.h"
@@ -80,56 +78,6 @@ TEST(Splitting, ThePiecesAlwaysAddUpToTheStep) {
   }
 }
 
-TEST(Rotation, TurnsByTheFlagsInOrder) {
-  PlatformState platform;
-  ConversionSettings settings(platform);
-  ConversionRun run(settings);
-  run.step = {3, 1, KindStitch};
-  run.PesTurned = true;
-  Rotate(run);
-  EXPECT_EQ(run.step.StepX, -1);
-  EXPECT_EQ(run.step.StepY, 3);
-  run.PesTurned = false;
-  run.DesignTurned = true;
-  settings.PESAbosulteFlag = true;
-  Rotate(run);  // absolute PES and a hoop other than 5: no turn
-  EXPECT_EQ(run.step.StepX, -1);
-  run.HoopCode = 5;
-  Rotate(run);
-  EXPECT_EQ(run.step.StepX, 3);
-  EXPECT_EQ(run.step.StepY, 1);
-}
-
-// A destination that has a trim record gets it ahead of the last four jumps written.
-TEST(DrawnTrims, AFifthJumpPutsATrimAheadOfTheFourBefore) {
-  test::TempDir dir;
-  PlatformState platform;
-  ConversionSettings settings(platform);
-  ConversionRun run(settings);
-  run.SetTypes(kCodeDst, kCodeQep);
-  run.dest = BufferedFile(OpenFile(platform, dir / "d.QEP"));
-  const std::string jump = Bytes({0x01, 0x10, 0x00, 0xF0, 0xFF});
-  auto feed = [&run, &jump](int16_t kind) {
-    run.step.StepKind = kind;
-    CountJumpRun(run);
-    run.WriteBytes(kind == KindJump ? jump : std::string(5, 'S'));
-  };
-  // The design's first run of jumps stands for no trim.
-  for (int i = 0; i < 5; ++i) feed(KindJump);
-  feed(KindStitch);
-  EXPECT_EQ(run.dest.Length(), 30);
-  for (int i = 0; i < 6; ++i) feed(KindJump);  // a sixth adds nothing
-  run.dest.Flush();
-  std::string expected;
-  for (int i = 0; i < 5; ++i) expected += jump;
-  expected += std::string(5, 'S');
-  for (int i = 0; i < 4; ++i) expected += jump;
-  expected.insert(expected.size() - 20, Bytes({0x1F, 0x09, 0x00, 0x00, 0x00}));
-  expected += jump + jump;
-  run.dest.Close();
-  EXPECT_EQ(test::ReadBytes(dir / "d.QEP"), expected);
-}
-
 using test::Converter;
 
 TEST(ConversionRuns, ProgressIsReportedEveryThousandCycles) {
@@ -143,23 +91,21 @@ TEST(ConversionRuns, ProgressIsReportedEveryThousandCycles) {
   EXPECT_EQ(convert.progress->values, (std::vector<double>{512 + 998 * 3, 512 + 1998 * 3}));
 }
 
-TEST(ConversionRuns, WithoutAProgressObjectARunStopsWith91) {
+// A run that fails leaves the source as it was and no destination of its own making.
+TEST(ConversionRuns, FailuresLeaveNoDestination) {
   test::TempDir dir;
-  test::WriteBytes(dir / "a.DST", DstFile({{KindStitch, 1, 0}}));
-  test::WriteBytes(dir / "b.DST", "old");
   Converter convert;
+  test::WriteBytes(dir / "one.DST", DstFile({{KindStitch, 1, 0}}));
+  // Without a progress object the run stops with 91.
+  test::WriteBytes(dir / "b.DST", "old");
   convert.shared->CurrentPB = nullptr;
-  EXPECT_EQ(convert(dir / "a.DST", dir / "b.DST"), kNoObject);
+  EXPECT_EQ(convert(dir / "one.DST", dir / "b.DST"), kNoObject);
   EXPECT_FALSE(std::filesystem::exists(dir / "b.DST"));
-  EXPECT_EQ(test::ReadBytes(dir / "a.DST"), DstFile({{KindStitch, 1, 0}}));
-}
-
-TEST(ConversionRuns, AFailureInTheMiddleLeavesNoDestination) {
-  test::TempDir dir;
+  EXPECT_EQ(test::ReadBytes(dir / "one.DST"), DstFile({{KindStitch, 1, 0}}));
+  convert.shared->CurrentPB = convert.progress;
   // 300 steps of +121 take the 16-bit sum of X past 32767.
   const std::string source = DstFile(std::vector<Rec>(300, Rec{KindStitch, 121, 0}));
   test::WriteBytes(dir / "a.DST", source);
-  Converter convert;
   EXPECT_EQ(convert(dir / "a.DST", dir / "b.DST"), kOverflow);
   EXPECT_FALSE(std::filesystem::exists(dir / "b.DST"));
   EXPECT_EQ(test::ReadBytes(dir / "a.DST"), source);
@@ -167,16 +113,26 @@ TEST(ConversionRuns, AFailureInTheMiddleLeavesNoDestination) {
   test::WriteBytes(dir / "c.DST", DstFile(std::vector<Rec>(300, Rec{KindColour, 0, 0})));
   EXPECT_EQ(convert(dir / "c.DST", dir / "d.DST"), kSubscriptOutOfRange);
   EXPECT_FALSE(std::filesystem::exists(dir / "d.DST"));
+  // A format without rules in this build touches nothing.
+  test::WriteBytes(dir / "b.HUS", "keep");
+  EXPECT_EQ(convert(dir / "one.DST", dir / "b.HUS"), kInvalidCall);
+  EXPECT_EQ(test::ReadBytes(dir / "b.HUS"), "keep");
 }
 
-TEST(ConversionRuns, EmptyNamesTouchNothing) {
+// The first step of a run clears the host's hoop text and PES absolute, even when the
+// run stops at once on an empty name.
+TEST(ConversionRuns, TheRunClearsTheHostsHoopAndPesAbsolute) {
+  test::TempDir dir;
   Converter convert;
   convert.shared->HoopSizeText = "130x180";
   convert.shared->PESAbosulteFlag = true;
   EXPECT_EQ(convert("", "x.DST"), 1);
   EXPECT_EQ(convert("x.DST", ""), 1);
-  // The first step of a run has happened all the same.
   EXPECT_EQ(convert.shared->HoopSizeText, "");
+  EXPECT_FALSE(convert.shared->PESAbosulteFlag);
+  test::WriteBytes(dir / "a.DST", DstFile({{KindStitch, 1, 0}}));
+  convert.shared->PESAbosulteFlag = true;
+  ASSERT_EQ(convert(dir / "a.DST", dir / "b.DST"), 0);
   EXPECT_FALSE(convert.shared->PESAbosulteFlag);
 }
 
@@ -186,24 +142,6 @@ TEST(ConversionRuns, AMissingSourceIsAnEmptyDesign) {
   ASSERT_EQ(convert(dir / "missing.DST", dir / "b.DST"), 0);
   EXPECT_EQ(test::ReadBytes(dir / "b.DST").size(), 518u);
   EXPECT_EQ(convert.resolved, dir / "missing.DST");
-}
-
-TEST(ConversionRuns, AHostsPesAbsoluteIsOverwrittenByTheRun) {
-  test::TempDir dir;
-  test::WriteBytes(dir / "a.DST", DstFile({{KindStitch, 1, 0}}));
-  Converter convert;
-  convert.shared->PESAbosulteFlag = true;
-  ASSERT_EQ(convert(dir / "a.DST", dir / "b.DST"), 0);
-  EXPECT_FALSE(convert.shared->PESAbosulteFlag);
-}
-
-TEST(ConversionRuns, FormatsWithoutRulesInThisBuildTouchNothing) {
-  test::TempDir dir;
-  test::WriteBytes(dir / "a.DST", DstFile({{KindStitch, 1, 0}}));
-  test::WriteBytes(dir / "b.HUS", "keep");
-  Converter convert;
-  EXPECT_EQ(convert(dir / "a.DST", dir / "b.HUS"), kInvalidCall);
-  EXPECT_EQ(test::ReadBytes(dir / "b.HUS"), "keep");
 }
 
 TEST(RefusedNames, AreWrittenAsRecordsOfNoMovement) {

@@ -14,11 +14,6 @@ namespace {
 
 using test::OnFreshThread;
 
-std::string RandomBytes(std::mt19937& random, size_t n) {
-  std::string bytes(n, '\0');
-  for (char& c : bytes) c = static_cast<char>(random() & 0xFF);
-  return bytes;
-}
 
 TEST(HostileInput, RandomFilesInEveryReadableFormatConvertOrFailCleanly) {
   test::TempDir dir;
@@ -28,7 +23,7 @@ TEST(HostileInput, RandomFilesInEveryReadableFormatConvertOrFailCleanly) {
     if (!format.reads || format.fileEnd.empty() || format.fileEnd == "   ") continue;
     for (size_t size : {0, 1, 100, 511, 512, 513, 3000, 40000}) {
       const std::string source = dir / ("in." + format.fileEnd);
-      test::WriteBytes(source, RandomBytes(random, size));
+      test::WriteBytes(source, test::RandomBytes(random, size));
       for (const char* dest : {"out.DST", "out.QEP", "out.CND", "out.T01"}) {
         test::WriteBytes(dir / dest, "before");
         const int result = Convert(source, dir / dest).value();

@@ -45,7 +45,7 @@ TEST(PathResolution, AppendsTheExtensionOnlyToDrivePaths) {
   EXPECT_EQ(ResolvePath("C:\\A\\X.tmp", 0), "C:\\A\\X.tmp.DST");
 }
 
-TEST(Numbers, TwoByteValues) {
+TEST(Numbers, TwoAndFourByteValues) {
   EXPECT_EQ(Bytes2ToInt(Bytes({0xFF, 0xFF})), -1);
   EXPECT_EQ(Bytes2ToInt(Bytes({0x00, 0x80})), -32768);
   EXPECT_EQ(Bytes2ToInt(Bytes({0xFF, 0x7F})), 32767);
@@ -64,6 +64,12 @@ TEST(Numbers, TwoByteValues) {
       EXPECT_EQ(e.Code(), kOverflow);
     }
   }
+  EXPECT_EQ(IntToBytes4(-1), Bytes({0xFF, 0xFF, 0xFF, 0xFF}));
+  EXPECT_EQ(IntToBytes4(258), Bytes({0x02, 0x01, 0x00, 0x00}));
+  EXPECT_EQ(Bytes4ToInt(Bytes({0xFF, 0xFF, 0xFF, 0xFF})), -1);
+  EXPECT_EQ(Bytes4ToInt(Bytes({0x02, 0x01, 0x00, 0x00})), 258);
+  EXPECT_EQ(Bytes4ToInt(IntToBytes4(-2147483648.0)), INT32_MIN);
+  EXPECT_THROW(Bytes4ToInt(Bytes({1, 2, 3})), RunTimeError);
 }
 
 TEST(Numbers, RoundingIsToNearestWithTiesToEven) {
@@ -75,15 +81,6 @@ TEST(Numbers, RoundingIsToNearestWithTiesToEven) {
   EXPECT_EQ(RoundHalfEven(320.5000001), 321);
   EXPECT_EQ(RoundHalfEven(1e300), 1e300);
   for (double v = -1000; v <= 1000; v += 0.25) ASSERT_EQ(RoundHalfEven(v), std::nearbyint(v));
-}
-
-TEST(Numbers, FourByteValues) {
-  EXPECT_EQ(IntToBytes4(-1), Bytes({0xFF, 0xFF, 0xFF, 0xFF}));
-  EXPECT_EQ(IntToBytes4(258), Bytes({0x02, 0x01, 0x00, 0x00}));
-  EXPECT_EQ(Bytes4ToInt(Bytes({0xFF, 0xFF, 0xFF, 0xFF})), -1);
-  EXPECT_EQ(Bytes4ToInt(Bytes({0x02, 0x01, 0x00, 0x00})), 258);
-  EXPECT_EQ(Bytes4ToInt(IntToBytes4(-2147483648.0)), INT32_MIN);
-  EXPECT_THROW(Bytes4ToInt(Bytes({1, 2, 3})), RunTimeError);
 }
 
 TEST(Numbers, FileNameOfAPath) {

@@ -1,7 +1,6 @@
 // Blank discs of every family, byte for byte, and a DOS disc that mtools reads.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 
 #include "state/shared_record.h"
 #include "discs/dos/dos_disc.h"
@@ -124,11 +123,7 @@ TEST(Formatting, MtoolsListsAFreshDosDiscAsEmpty) {
   OnFreshThread([] {
     Blank disc(ImageFamily::Dos720, OtherDOS);
     ASSERT_EQ(disc.result, 0);
-    const std::string command = "mdir -i " + disc.image + " :: >" +
-                                (disc.dir / "mdir.txt") + " 2>&1";
-    const int status = std::system(command.c_str());
-    const std::string listing = test::ReadBytes(disc.dir / "mdir.txt");
-    EXPECT_EQ(status, 0) << listing;
+    const std::string listing = test::Mtools(disc.dir, "mdir -i " + disc.image + " ::");
     EXPECT_NE(listing.find("No files"), std::string::npos) << listing;
     // 713 clusters of 1024 bytes behind the boot sector, two FATs and the root.
     EXPECT_NE(listing.find("730 112 bytes free"), std::string::npos) << listing;

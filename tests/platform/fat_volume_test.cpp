@@ -1,7 +1,6 @@
 // The DOS file system inside an image, checked against Debian's mtools.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <random>
 
 #include "conversion/buffered_file.h"
@@ -16,19 +15,7 @@ namespace {
 using test::OnFreshThread;
 
 // Runs an mtools command on the image; gives its output.
-std::string Mtools(const test::TempDir& dir, const std::string& command) {
-  const std::string out = dir / "mtools.txt";
-  const int status = std::system((command + " >" + out + " 2>&1").c_str());
-  EXPECT_EQ(status, 0) << command << "\n" << test::ReadBytes(out);
-  return test::ReadBytes(out);
-}
 
-std::string RandomBytes(size_t n, unsigned seed) {
-  std::mt19937 random(seed);
-  std::string bytes(n, '\0');
-  for (char& c : bytes) c = static_cast<char>(random() & 0xFF);
-  return bytes;
-}
 
 TEST(DosMasks, MatchAsDosDoes) {
   EXPECT_TRUE(MatchesDosMask("STAR.DST", "*.DST"));
@@ -48,10 +35,11 @@ TEST(FatVolume, FilesGoBothWaysBetweenTavlinAndMtools) {
     ASSERT_EQ(disc.formatResult, 0);
     PlatformState& platform = ThreadSharedRecord().platform;
     // In through mtools, out through Tavlin.
-    const std::string big = RandomBytes(70000, 1);
+    std::mt19937 random(1);
+    const std::string big = test::RandomBytes(random, 70000);
     test::WriteBytes(disc.dir / "BIG.DST", big);
     test::WriteBytes(disc.dir / "NOEXT", "emnet");
-    Mtools(disc.dir, "mcopy -i " + disc.image + " " + (disc.dir / "BIG.DST") + " " +
+    test::Mtools(disc.dir, "mcopy -i " + disc.image + " " + (disc.dir / "BIG.DST") + " " +
                          (disc.dir / "NOEXT") + " ::");
     BindDriveImage(0, disc.image);
     EXPECT_EQ(ListFiles(platform, "A:\\*.DST"), std::vector<std::string>{"BIG.DST"});
@@ -64,27 +52,28 @@ TEST(FatVolume, FilesGoBothWaysBetweenTavlinAndMtools) {
       EXPECT_EQ(read, big);
     }
     // In through Tavlin, out through mtools.
-    const std::string written = RandomBytes(5000, 2);
+    random.seed(2);
+    const std::string written = test::RandomBytes(random, 5000);
     {
       BufferedFile file(OpenFile(platform, "A:\\NEW.DSB"));
       file.Write(written);
     }
     CopyFile(platform, "A:\\BIG.DST", "A:\\COPY.DST");
-    const std::string listing = Mtools(disc.dir, "mdir -i " + disc.image + " ::");
+    const std::string listing = test::Mtools(disc.dir, "mdir -i " + disc.image + " ::");
     EXPECT_NE(listing.find("NEW      DSB      5000"), std::string::npos) << listing;
     EXPECT_NE(listing.find("COPY     DST     70000"), std::string::npos) << listing;
-    Mtools(disc.dir, "mcopy -n -i " + disc.image + " ::NEW.DSB ::COPY.DST " + disc.dir.path().string() + "/");
+    test::Mtools(disc.dir, "mcopy -n -i " + disc.image + " ::NEW.DSB ::COPY.DST " + disc.dir.path().string() + "/");
     EXPECT_EQ(test::ReadBytes(disc.dir / "NEW.DSB"), written);
     EXPECT_EQ(test::ReadBytes(disc.dir / "COPY.DST"), big);
     // Deletes and renames agree both ways; the disc checks clean.
     DeleteFile(platform, "A:\\BIG.DST");
     RenameFile(platform, "A:\\COPY.DST", "A:\\MOVED.DST");
-    Mtools(disc.dir, "mdel -i " + disc.image + " ::NOEXT");
+    test::Mtools(disc.dir, "mdel -i " + disc.image + " ::NOEXT");
     BindDriveImage(0, disc.image);
     EXPECT_EQ(ListFiles(platform, "A:\\*.*"), (std::vector<std::string>{"NEW.DSB", "MOVED.DST"}));
-    const std::string after = Mtools(disc.dir, "mdir -i " + disc.image + " ::");
+    const std::string after = test::Mtools(disc.dir, "mdir -i " + disc.image + " ::");
     EXPECT_EQ(after.find("BIG"), std::string::npos) << after;
-    Mtools(disc.dir, "mcopy -n -i " + disc.image + " ::MOVED.DST " + (disc.dir / "moved.out"));
+    test::Mtools(disc.dir, "mcopy -n -i " + disc.image + " ::MOVED.DST " + (disc.dir / "moved.out"));
     EXPECT_EQ(test::ReadBytes(disc.dir / "moved.out"), big);
     // A missing file deletes without complaint; a folder inside the image isn't reached.
     DeleteFile(platform, "A:\\NONE.DST");

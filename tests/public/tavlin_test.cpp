@@ -13,7 +13,7 @@ namespace {
 
 using test::OnFreshThread;
 
-TEST(TavlinObject, AFreshObjectHasItsDefaults) {
+TEST(TavlinObject, AFreshObjectsDefaultsAndTheLongestStitchItKeeps) {
   OnFreshThread([] {
     Tavlin tavlin;
     EXPECT_EQ(tavlin.MaxStitchLen(), 50);
@@ -23,12 +23,7 @@ TEST(TavlinObject, AFreshObjectHasItsDefaults) {
     EXPECT_EQ(tavlin.Format(), "");
     EXPECT_EQ(tavlin.FreeStitches(), 0);
     EXPECT_EQ(tavlin.HoopSize(), "");
-  });
-}
-
-TEST(TavlinObject, MaxStitchLenKeepsTwentyToOneHundredTwentyOne) {
-  OnFreshThread([] {
-    Tavlin tavlin;
+    // Twenty to 121 are kept; anything else gives 40.
     tavlin.MaxStitchLen(20);
     EXPECT_EQ(tavlin.MaxStitchLen(), 20);
     tavlin.MaxStitchLen(121);
@@ -56,36 +51,25 @@ TEST(TavlinObject, ObjectsOnAThreadShareOneRecord) {
     EXPECT_EQ(second.FreeStitches(), 387072);
     // Another thread has a record of its own.
     OnFreshThread([] { EXPECT_EQ(Tavlin().Files(), ""); });
-  });
-}
-
-TEST(TavlinObject, FreeStitchesReadsTheTextWithItsSeparators) {
-  OnFreshThread([] {
-    Tavlin tavlin;
-    SharedRecord& shared = ThreadSharedRecord();
+    // The free room is read from the record's text, separators and all.
     for (const auto& [text, value] : std::vector<std::pair<std::string, int32_t>>{
              {"1,234,567", 1234567}, {"0", 0}, {"", 0}, {"none", 0}, {" 12", 12}, {"-5", -5}}) {
-      shared.FreeStitchesText = text;
-      EXPECT_EQ(tavlin.FreeStitches(), value) << text;
+      ThreadSharedRecord().FreeStitchesText = text;
+      EXPECT_EQ(second.FreeStitches(), value) << text;
     }
   });
 }
 
-TEST(TavlinObject, FormatDiscTranslatesTheFormatType) {
+// With no disc bound: the format types each method takes, and each family's answer.
+TEST(TavlinObject, DiscMethodsCheckTheFormatTypeAndTheDrive) {
   OnFreshThread([] {
     Tavlin tavlin;
     EXPECT_EQ(tavlin.FormatDisc(DSHD), 2);
     EXPECT_EQ(tavlin.FormatDisc(20), 1);
     EXPECT_EQ(tavlin.FormatDisc(-1), 1);
-  });
-}
-
-TEST(TavlinObject, DiscMethodsRefuseFormatTypesOutsideZeroToThree) {
-  OnFreshThread([] {
-    Tavlin tavlin;
+    // Outside 0 to 3 the disc methods refuse; what they store comes first all the same.
     auto progress = std::make_shared<test::RecordingProgress>();
     EXPECT_EQ(tavlin.WriteToDisc("a.DST", "NAME", 4, progress), 3);
-    // What the method stores comes first, whatever the format type.
     EXPECT_EQ(ThreadSharedRecord().LastDestFile, "NAME");
     EXPECT_EQ(ThreadSharedRecord().CurrentPB, progress);
     // Omitting the object leaves none: the previous one isn't kept.
@@ -93,13 +77,7 @@ TEST(TavlinObject, DiscMethodsRefuseFormatTypesOutsideZeroToThree) {
     EXPECT_EQ(ThreadSharedRecord().CurrentPB, nullptr);
     EXPECT_EQ(tavlin.DeleteFromDisc(0, "a", 4), 3);
     EXPECT_EQ(tavlin.DeleteFromDisc(0, "a", -1), 3);
-  });
-}
-
-TEST(TavlinObject, WithNoDiscInTheDriveTheFamiliesSaySo) {
-  OnFreshThread([] {
-    Tavlin tavlin;
-    // No disc bound: identification finds the drive not ready.
+    // Identification finds the drive not ready.
     EXPECT_EQ(tavlin.ReadDisc(), 4);
     EXPECT_EQ(tavlin.DirectoryFMC(), 3);
     EXPECT_EQ(tavlin.WriteToDisc("a.DST", "b", FMC), 1);

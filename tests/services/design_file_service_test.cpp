@@ -22,7 +22,7 @@ TEST(DesignFileService, ConvertsByTheExtensionsOfBothPaths) {
   EXPECT_EQ(VBGetErrorCode(shared), 0);
 }
 
-TEST(DesignFileService, APairItCannotConvertLeavesItsCodeAndNoFile) {
+TEST(DesignFileService, AFailureLeavesItsCodeAndNoFile) {
   test::TempDir dir;
   SharedRecord shared;
   test::WriteBytes(dir / "a.DST", DstFile({{KindStitch, 4, 4}}));
@@ -37,21 +37,12 @@ TEST(DesignFileService, APairItCannotConvertLeavesItsCodeAndNoFile) {
   EXPECT_EQ(VBGetErrorCode(shared), 0);
   EXPECT_EQ(RunDesignFileSequence(shared, dir / "missing.DST", dir / "c.DST"), kFileNotFound);
   EXPECT_FALSE(std::filesystem::exists(dir / "missing.DST"));
-}
-
-TEST(DesignFileService, AFailedConversionPassesItsCodeOn) {
-  test::TempDir dir;
-  SharedRecord shared;
-  test::WriteBytes(dir / "a.DST", DstFile(std::vector<Rec>(300, Rec{KindStitch, 121, 0})));
-  EXPECT_EQ(RunDesignFileSequence(shared, dir / "a.DST", dir / "b.DST"), kOverflow);
+  // A conversion that fails passes its own code on.
+  test::WriteBytes(dir / "wide.DST", DstFile(std::vector<Rec>(300, Rec{KindStitch, 121, 0})));
+  EXPECT_EQ(RunDesignFileSequence(shared, dir / "wide.DST", dir / "b.DST"), kOverflow);
   EXPECT_FALSE(std::filesystem::exists(dir / "b.DST"));
-}
-
-TEST(DesignFileService, ConvertFileDeletesAnExistingDestinationFirst) {
-  test::TempDir dir;
-  SharedRecord shared;
+  // Converting a file deletes an existing destination first.
   test::WriteBytes(dir / "b.HUS", "old");
-  test::WriteBytes(dir / "a.DST", DstFile({{KindStitch, 4, 4}}));
   EXPECT_EQ(ConvertDesignFile(shared, dir / "a.DST", dir / "b.HUS"), kServiceCannotConvert);
   EXPECT_FALSE(std::filesystem::exists(dir / "b.HUS"));
 }

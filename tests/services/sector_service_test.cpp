@@ -70,7 +70,9 @@ TEST(DiscImages, TheWrongSizeDensityOrAddressFails) {
   EXPECT_NE(ReadSector32(zsk.platform, 0, b, 1092, 1, 80, 0), kSectorOk);
   EXPECT_NE(ReadSector32(zsk.platform, 0, b, 1092, 1, 0, 2), kSectorOk);
   EXPECT_NE(WriteSector32(zsk.platform, 0, b, 100, 1, 0, 0), kSectorOk);
-  // No disc in drive B:.
+  // No disc in drive B:, nor in a drive bound to a folder, which has no sectors.
+  EXPECT_NE(ReadSector32(zsk.platform, 1, b, 1092, 1, 0, 0), kSectorOk);
+  BindDirectory(zsk.platform, 1, zsk.dir.path().string());
   EXPECT_NE(ReadSector32(zsk.platform, 1, b, 1092, 1, 0, 0), kSectorOk);
 
   Image fmc(ImageFamily::Fmc);
@@ -127,16 +129,6 @@ TEST(DiscImages, ATestCanFailChosenOperations) {
   EXPECT_EQ(ReadSector32(image.platform, 0, b, 1092, 2, 40, 0), kSectorOk);
   // The failed write changed nothing on the disc.
   EXPECT_EQ(b[0], 0);
-}
-
-TEST(DiscImages, AFolderBoundDriveHasNoSectors) {
-  test::TempDir dir;
-  PlatformState platform;
-  BindDirectory(platform, 0, dir.path().string());
-  uint8_t buffer[1092] = {};
-  EXPECT_NE(ReadSector32(platform, 0, buffer, 1092, 1, 0, 0), kSectorOk);
-  Unbind(platform, 0);
-  EXPECT_NE(ReadSector32(platform, 0, buffer, 1092, 1, 0, 0), kSectorOk);
 }
 
 }  // namespace

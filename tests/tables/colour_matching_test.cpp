@@ -1,4 +1,4 @@
-// The palettes and the nearest-colour matching of thread colours.
+// Nearest-colour matching of thread colours against the four palettes.
 #include <gtest/gtest.h>
 
 #include "conversion/thread_colours.h"
@@ -9,26 +9,6 @@ namespace tavlin {
 namespace {
 
 using test::Bytes;
-
-TEST(Palettes, HoldTheirKeysAndColours) {
-  EXPECT_EQ(PesPalette().count, 94u);
-  EXPECT_EQ(JefPalette().count, 78u);
-  EXPECT_EQ(PcmPalette().count, 16u);
-  EXPECT_EQ(HusPalette().count, 29u);
-  EXPECT_EQ(PaletteText(PesPalette(), 1), "014031124");
-  EXPECT_EQ(PaletteText(PesPalette(), 94), "255170255");
-  EXPECT_EQ(PaletteText(JefPalette(), 10), "255000000");
-  EXPECT_EQ(PaletteText(HusPalette(), 1), "000000000");
-  // Key 0 is PCM's alone.
-  EXPECT_EQ(PaletteText(PcmPalette(), 0), "000000000");
-  EXPECT_EQ(PaletteText(PesPalette(), 0), "");
-  EXPECT_EQ(PaletteText(HusPalette(), 0), "");
-  // PES rows 66 to 94 use the levels 0, 85, 170 and 255 only.
-  for (const PaletteEntry& e : PesPalette()) {
-    if (e.key < 66) continue;
-    for (int level : {e.red, e.green, e.blue}) EXPECT_EQ(level % 85, 0) << e.key;
-  }
-}
 
 TEST(Matching, FindsTheNearestEntryAndTheLowerKeyOnATie) {
   EXPECT_EQ(MatchPesColour(0, 0, 0), 20);

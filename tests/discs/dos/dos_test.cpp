@@ -2,7 +2,6 @@
 // routine, files put there by Tavlin and by mtools, and folders standing for discs.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 
 #include "disc_fixture.h"
 #include "platform/files.h"
@@ -32,12 +31,6 @@ std::string Get(const std::string& path) {
   return bytes;
 }
 
-std::string Mtools(const test::TempDir& dir, const std::string& command) {
-  const std::string out = dir / "mtools.txt";
-  const int status = std::system((command + " >" + out + " 2>&1").c_str());
-  EXPECT_EQ(status, 0) << command << "\n" << test::ReadBytes(out);
-  return test::ReadBytes(out);
-}
 
 TEST(Identification, TheFirstProbeThatFindsAFileNamesADosDisc) {
   OnFreshThread([] {
@@ -123,7 +116,7 @@ TEST(DosDesigns, WriteReadAndDeleteAgreeWithMtools) {
     test::DiscImage disc(ImageFamily::Dos720, OtherDOS);
     // A design that mtools puts on the disc is listed, read and converted.
     test::WriteBytes(disc.dir / "STAR.DST", test::ZigzagDst(400, 10, 10, 150));
-    Mtools(disc.dir, "mcopy -i " + disc.image + " " + (disc.dir / "STAR.DST") + " ::");
+    test::Mtools(disc.dir, "mcopy -i " + disc.image + " " + (disc.dir / "STAR.DST") + " ::");
     BindDriveImage(0, disc.image);
     ASSERT_EQ(disc.tavlin.ReadDisc(), 0);
     // A jump, 400 stitches, 2 colour changes and the end record.
@@ -135,9 +128,9 @@ TEST(DosDesigns, WriteReadAndDeleteAgreeWithMtools) {
     // copies out as it stands.
     ASSERT_EQ(disc.tavlin.WriteToDisc(disc.dir / "STAR.DST", "A:\\COPY.DSB", OtherDOS, disc.progress), 0);
     EXPECT_EQ(ThreadSharedRecord().Own<DosState>().LastWriteName, "A:\\COPY.DSB");
-    const std::string listing = Mtools(disc.dir, "mdir -i " + disc.image + " ::");
+    const std::string listing = test::Mtools(disc.dir, "mdir -i " + disc.image + " ::");
     EXPECT_NE(listing.find("COPY     DSB"), std::string::npos) << listing;
-    Mtools(disc.dir, "mcopy -n -i " + disc.image + " ::COPY.DSB " + (disc.dir / "out.DSB"));
+    test::Mtools(disc.dir, "mcopy -n -i " + disc.image + " ::COPY.DSB " + (disc.dir / "out.DSB"));
     BindDriveImage(0, disc.image);
     EXPECT_EQ(test::ReadBytes(disc.dir / "out.DSB"), Get("A:\\COPY.DSB"));
     EXPECT_EQ(test::NeedlesOf(disc.dir / "out.DSB"), test::NeedlesOf(disc.dir / "STAR.DST"));
@@ -148,11 +141,11 @@ TEST(DosDesigns, WriteReadAndDeleteAgreeWithMtools) {
     // Deletes agree both ways; a missing file deletes without complaint.
     EXPECT_EQ(disc.tavlin.DeleteFromDisc(0, "A:\\COPY.DSB", OtherDOS), 0);
     EXPECT_EQ(disc.tavlin.DeleteFromDisc(0, "A:\\COPY.DSB", OtherDOS), 0);
-    Mtools(disc.dir, "mdel -i " + disc.image + " ::JUNK.DST");
+    test::Mtools(disc.dir, "mdel -i " + disc.image + " ::JUNK.DST");
     BindDriveImage(0, disc.image);
     ASSERT_EQ(disc.tavlin.ReadDisc(), 0);
     EXPECT_EQ(disc.Lines().size(), 1u);
-    EXPECT_EQ(Mtools(disc.dir, "mdir -i " + disc.image + " ::").find("COPY"), std::string::npos);
+    EXPECT_EQ(test::Mtools(disc.dir, "mdir -i " + disc.image + " ::").find("COPY"), std::string::npos);
   });
 }
 

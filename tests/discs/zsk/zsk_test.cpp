@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
 
 #include "platform/working_folder.h"
 #include "state/shared_record.h"
@@ -32,19 +33,17 @@ struct Disc : test::DiscImage {
 };
 
 TEST(ZskBlocks, LieFourSectorsToABlockEightToATrack) {
-  EXPECT_EQ(ZskBlockSector(8, 0).track, 1);
-  EXPECT_EQ(ZskBlockSector(8, 0).head, 0);
-  EXPECT_EQ(ZskBlockSector(8, 0).sector, 1);
-  EXPECT_EQ(ZskBlockSector(12, 0).track, 1);
-  EXPECT_EQ(ZskBlockSector(12, 0).head, 1);
-  EXPECT_EQ(ZskBlockSector(12, 0).sector, 1);
-  EXPECT_EQ(ZskBlockSector(639, 0).track, 79);
-  EXPECT_EQ(ZskBlockSector(639, 0).head, 1);
-  EXPECT_EQ(ZskBlockSector(639, 0).sector, 13);
-  EXPECT_EQ(ZskBlockSector(639, 3).sector, 16);
+  auto at = [](int block, int n) {
+    const ZskSector s = ZskBlockSector(block, n);
+    return std::tuple{s.track, s.head, s.sector};
+  };
+  EXPECT_EQ(at(8, 0), std::tuple(1, 0, 1));
+  EXPECT_EQ(at(12, 0), std::tuple(1, 1, 1));
+  EXPECT_EQ(at(639, 0), std::tuple(79, 1, 13));
+  EXPECT_EQ(at(639, 3), std::tuple(79, 1, 16));
 }
 
-TEST(ZskDisc, AFreshDiscHas631FreeBlocksAndNothingToList) {
+TEST(ZskDisc, AFreshDiscListsNothingAndTheDirectoryGrowsAsItsLayoutSays) {
   OnFreshThread([] {
     Disc disc;
     EXPECT_EQ(disc.tavlin.DirectoryZSK(), 2);
@@ -52,12 +51,7 @@ TEST(ZskDisc, AFreshDiscHas631FreeBlocksAndNothingToList) {
     EXPECT_EQ(disc.tavlin.Format(), "");
     EXPECT_EQ(disc.tavlin.FreeStitches(), 0);
     EXPECT_EQ(ThreadSharedRecord().DiscByteCount, 631 * 1024);
-  });
-}
 
-TEST(ZskDisc, TheDirectoryGrowsAsItsLayoutSays) {
-  OnFreshThread([] {
-    Disc disc;
     ASSERT_EQ(disc.Write(test::ZigzagDst(30)), 0);
     std::string directory = disc.Directory();
     EXPECT_EQ(directory.substr(0, 10), Bytes({0x00, 0x40, 28, 0, 8, 0, 0, 0, 0, 0}));
