@@ -40,6 +40,9 @@ using DeleteFn = int16_t (*)(SharedRecord& shared, int entry, const std::string&
 // Whether the disc in the drive is of the family; asked after identification has found
 // the disc readable at the family's sector size.
 using ProbeFn = bool (*)(SharedRecord& shared);
+// The stitches a write would take now, by the write's own test of the room, after the
+// family's listing: the figure the library API shows, which the next write keeps.
+using RoomFn = int64_t (*)(SharedRecord& shared);
 using EmptyLayoutFn = std::vector<LayoutWrite> (*)();
 
 struct DiscFamilyRecord {
@@ -60,6 +63,7 @@ struct DiscFamilyRecord {
   // Null for the family a disc of its sector size is when no other family's probe
   // claims it.
   ProbeFn probe;
+  RoomFn room;
 };
 
 // Every family, in the order identification asks their probes.

@@ -25,6 +25,10 @@ void AddListingLine(SharedRecord& shared, const std::string& name, int64_t numbe
   shared.AddListingLine(name, number, name + count);
 }
 
+int64_t StitchesInRoom(int64_t freeBytes) {
+  return freeBytes < 515 ? 0 : (freeBytes - 515) / 3;
+}
+
 int LowestFreeNumber(const std::function<bool(int)>& taken) {
   for (int number = 1; number <= 99; ++number) {
     if (!taken(number)) return number;

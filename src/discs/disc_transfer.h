@@ -21,6 +21,10 @@ void StartListing(SharedRecord& shared, int16_t discType);
 // right-aligned in 8 characters, and the NUL that ends every line.
 void AddListingLine(SharedRecord& shared, const std::string& name, int64_t number);
 
+// The most records of a design whose record file (the 512-byte header, three bytes a
+// record, and the end record) fits in this many bytes.
+int64_t StitchesInRoom(int64_t freeBytes);
+
 // The lowest design number from 1 to 99 that is not taken, or 0 when all are.
 int LowestFreeNumber(const std::function<bool(int)>& taken);
 

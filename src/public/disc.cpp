@@ -124,7 +124,10 @@ struct Disc::State {
     listing.family = PublicOf(*family);
     listing.format = record.DiscFormatText;
     listing.discType = record.CurrentDiscType;
-    listing.freeStitches = ThousandsValue(record.FreeStitchesText);
+    // The room a write would take, where the family can tell it; else the class's figure.
+    listing.freeStitches = family->room != nullptr
+                               ? static_cast<int32_t>(family->room(record))
+                               : ThousandsValue(record.FreeStitchesText);
     int line = 0;
     for (const ListingEntry& entry : record.ListingEntries) {
       listing.designs.push_back(
@@ -225,6 +228,11 @@ std::error_code Disc::Write(const std::string& design, const DiscWriteOptions& o
   const DiscFamilyRecord& family = *state_->family;
   const std::string own = fs::path(design).filename().string();
   std::string destName = options.name;
+  // A disc's names are bytes of ASCII: a UTF-8 name would be cut inside a character.
+  const bool printable = std::all_of(destName.begin(), destName.end(), [](char c) {
+    return static_cast<unsigned char>(c) >= 0x20 && static_cast<unsigned char>(c) < 0x7F;
+  });
+  if (!printable) return DiscErrc::BadName;
   if (family.sectorAccess) {
     if (destName.empty()) destName = fs::path(design).stem().string();
   } else {

@@ -30,6 +30,8 @@ class DiscFailures final : public std::error_category {
       case DiscErrc::NoGeometry: return "the disc can't be read at any of the tried geometries";
       case DiscErrc::DriveNotReady: return "drive not ready";
       case DiscErrc::NotHandled: return "this family is not handled here";
+      case DiscErrc::BadName:
+        return "the name holds characters the disc can't keep: printable ASCII only";
     }
     return "disc failure " + std::to_string(code);
   }

@@ -114,6 +114,12 @@ TEST(LibraryApi, FailuresAreCodesInWords) {
   EXPECT_EQ(ec.message(), "not enough free room on the disc for the design");
   EXPECT_EQ(disc->Listing().designs.size(), 1u);
 
+  // A name the disc can't keep is refused, never cut inside a character.
+  ASSERT_FALSE(FormatDiscImage(dir / "fdr3.img", DiscFamily::Fdr3));
+  std::unique_ptr<Disc> fdr3 = Disc::Open(dir / "fdr3.img", DiscFamily::Fdr3, ec);
+  EXPECT_EQ(fdr3->Write(StarDst(), {.name = "\xC3\x84\xC3\x96\xC3\x9C"}, name), DiscErrc::BadName);
+  EXPECT_TRUE(fdr3->Listing().designs.empty());
+
   // A conversion's failure keeps its number and its words.
   ec = Convert(dir / "missing.DST", dir / "out.DSB");
   EXPECT_EQ(ec, ResultCode(53));
@@ -156,6 +162,37 @@ TEST(LibraryApi, ConversionsTakeTheirOptions) {
   EXPECT_EQ(reports, 5);
   EXPECT_EQ(whole, static_cast<double>(std::filesystem::file_size(dir / "many.DST")));
   EXPECT_LE(last, whole);
+}
+
+// The free room a listing shows is what the next write takes: a design of that many
+// records goes on, one a block larger is refused, on an empty disc of each family that
+// writes in blocks.
+TEST(LibraryApi, TheFreeRoomShownIsWhatTheNextWriteTakes) {
+  test::TempDir dir;
+  for (const DiscFamily family : {DiscFamily::Fmc, DiscFamily::Fdr3, DiscFamily::Zsk}) {
+    const std::string name(DiscFamilyName(family));
+    ASSERT_FALSE(FormatDiscImage(dir / (name + ".img"), family));
+    std::error_code ec;
+    std::unique_ptr<Disc> disc = Disc::Open(dir / (name + ".img"), std::nullopt, ec);
+    ASSERT_TRUE(disc != nullptr) << name;
+    const int32_t free = disc->Listing().freeStitches;
+    ASSERT_GT(free, 100000) << name;
+    // The class keeps its own figure: an empty disc's listing stops before counting.
+    test::OnFreshThread([&] {
+      BindDriveImage(0, dir / (name + ".img"));
+      Tavlin tavlin;
+      EXPECT_EQ(tavlin.ReadDisc(), 2) << name;
+      EXPECT_EQ(tavlin.FreeStitches(), 0) << name;
+      UnbindDrive(0);
+    });
+    std::string written;
+    // A jump and its stitches: one record each.
+    test::WriteBytes(dir / "over.DST", test::ZigzagDst(free + 1400));
+    EXPECT_EQ(disc->Write(dir / "over.DST", {}, written), DiscErrc::NoRoom) << name;
+    test::WriteBytes(dir / "fits.DST", test::ZigzagDst(free - 1));
+    EXPECT_FALSE(disc->Write(dir / "fits.DST", {}, written)) << name;
+    EXPECT_LT(disc->Listing().freeStitches, 1400) << name;
+  }
 }
 
 }  // namespace

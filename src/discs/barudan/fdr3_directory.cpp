@@ -72,6 +72,15 @@ int Fdr3CollectFiles(SharedRecord& shared, const std::string& wanted, int& found
   });
 }
 
+int32_t Fdr3FreeBytes(SharedRecord& shared) {
+  const BarudanLists& lists = shared.Own<BarudanLists>();
+  int32_t bytes = 0;
+  for (int block = kFdr3FirstDataBlock; block <= kFdr3LastBlock; ++block) {
+    if (!lists.BlockUsed[static_cast<size_t>(block)]) bytes += 2048;
+  }
+  return bytes;
+}
+
 int16_t Fdr3ListDirectory(SharedRecord& shared) {
   BarudanLists& lists = shared.Own<BarudanLists>();
   StartListing(shared, 1);
@@ -95,13 +104,9 @@ int16_t Fdr3ListDirectory(SharedRecord& shared) {
   }
   if (files == 0) return 2;
 
-  int32_t bytes = 0;
-  for (int block = kFdr3FirstDataBlock; block <= kFdr3LastBlock; ++block) {
-    if (!lists.BlockUsed[static_cast<size_t>(block)]) bytes += 2048;
-  }
-  shared.DiscByteCount = bytes;
+  shared.DiscByteCount = Fdr3FreeBytes(shared);
   shared.DiscFormatText = "Barudan FDR";
-  shared.FreeStitchesText = ThousandsText(bytes / 3);
+  shared.FreeStitchesText = ThousandsText(shared.DiscByteCount / 3);
   for (int slot = 1; slot <= files; ++slot) {
     AddListingLine(shared, shared.ListNames[static_cast<size_t>(slot)],
                                         (totals[static_cast<size_t>(slot)] - 256) / 3);

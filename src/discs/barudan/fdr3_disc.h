@@ -44,6 +44,9 @@ int Fdr3CollectFiles(SharedRecord& shared, const std::string& wanted, int& found
 // The directory of an empty disc: every entry free.
 std::vector<LayoutWrite> Fdr3EmptyLayout();
 
+// 2048 bytes for each data block that BlockUsed leaves free.
+int32_t Fdr3FreeBytes(SharedRecord& shared);
+
 int16_t Fdr3ListDirectory(SharedRecord& shared);
 int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std::string& destFile);
 int16_t Fdr3Read(SharedRecord& shared, int slot, const std::string& destName);

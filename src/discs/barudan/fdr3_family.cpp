@@ -1,5 +1,6 @@
 // The FDR3 row of the family table.
 #include "discs/barudan/fdr3_disc.h"
+#include "discs/disc_transfer.h"
 
 namespace tavlin {
 
@@ -24,6 +25,7 @@ const DiscFamilyRecord& Fdr3Family() {
       // An FDR3 disc has no mark of its own: it is the 256-byte disc that is neither
       // FMC nor ZSK.
       .probe = nullptr,
+      .room = [](SharedRecord& shared) -> int64_t { return StitchesInRoom(Fdr3FreeBytes(shared)); },
   };
   return family;
 }

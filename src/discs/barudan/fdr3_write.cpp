@@ -101,10 +101,7 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
 
   BufferedFile file(OpenFile(shared.platform, working.Path()));
   const int64_t length = file.Length();
-  int32_t freeBytes = 0;
-  for (int block = kFdr3FirstDataBlock; block <= kFdr3LastBlock; ++block) {
-    if (!lists.BlockUsed[static_cast<size_t>(block)]) freeBytes += 2048;
-  }
+  const int32_t freeBytes = Fdr3FreeBytes(shared);
   shared.DiscByteCount = freeBytes;
   if (freeBytes < length) return 5;
 

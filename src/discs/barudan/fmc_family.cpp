@@ -1,5 +1,6 @@
 // The FMC row of the family table.
 #include "discs/barudan/fmc_disc.h"
+#include "discs/disc_transfer.h"
 #include "services/track_side.h"
 
 namespace tavlin {
@@ -35,6 +36,9 @@ const DiscFamilyRecord& FmcFamily() {
         return FmcDelete(shared, entry);
       },
       .probe = IsFmc,
+      .room = [](SharedRecord& shared) -> int64_t {
+        return StitchesInRoom(FmcFreeBytes(shared, false));
+      },
   };
   return family;
 }

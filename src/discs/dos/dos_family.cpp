@@ -24,6 +24,7 @@ const DiscFamilyRecord& DosFamily() {
       },
       // The only family of 512-byte sectors.
       .probe = nullptr,
+      .room = nullptr,
   };
   return family;
 }

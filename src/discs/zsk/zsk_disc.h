@@ -71,6 +71,9 @@ int ZskLink(const std::string& table, int block);
 // directory block of an empty disc.
 std::vector<LayoutWrite> ZskEmptyLayout();
 
+// The directory block holds 46 records: one more would not fit.
+constexpr bool ZskDirectoryFull(size_t records) { return 8 + 22 * (records + 1) > kZskBlockBytes; }
+
 int16_t ZskListDirectory(SharedRecord& shared);
 int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile);
 int16_t ZskRead(SharedRecord& shared, int entry, const std::string& destName);

@@ -1,5 +1,6 @@
 // The ZSK row of the family table.
 #include "discs/zsk/zsk_disc.h"
+#include "discs/disc_transfer.h"
 #include "services/track_side.h"
 
 namespace tavlin {
@@ -34,6 +35,11 @@ const DiscFamilyRecord& ZskFamily() {
         return ZskDelete(shared, entry);
       },
       .probe = IsZsk,
+      .room = [](SharedRecord& shared) -> int64_t {
+        const ZskState& zsk = shared.Own<ZskState>();
+        if (zsk.Table.empty() || ZskDirectoryFull(ZskRecords(zsk.DirectoryBlock).size())) return 0;
+        return StitchesInRoom(int64_t{ZskField(zsk.Table, 0)} * kZskBlockBytes);
+      },
   };
   return family;
 }

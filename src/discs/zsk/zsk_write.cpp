@@ -66,8 +66,8 @@ int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile) {
                        [n](const ZskRecord& r) { return r.Number() == n; });
   });
   if (number == 0) return 4;
-  // The directory block holds 46 records: a 47th would not fit, and is no room left.
-  if (8 + 22 * (records.size() + 1) > kZskBlockBytes) return 5;
+  // A record that would not fit is no room left.
+  if (ZskDirectoryFull(records.size())) return 5;
 
   const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
   const int16_t converted = ConvertForDisc(shared, sourceFile, "DSZ", working.Path());
