@@ -76,6 +76,7 @@ class Disc {
   explicit Disc(std::unique_ptr<State> state);
   std::error_code Relist();
   const DiscEntry* Current(const DiscEntry& entry) const;
+  bool WriteProtected() const;
   std::unique_ptr<State> state_;
 };
 

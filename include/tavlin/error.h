@@ -26,6 +26,7 @@ enum class DiscErrc {
   NoGeometry,          // the disc can't be read at any of the tried geometries
   DriveNotReady,       // no image or folder behind the drive
   NotHandled,          // the family does not do this
+  WriteProtected,      // the image or folder may only be read
   BadName,             // the name holds what the disc can't keep: ASCII letters, digits and signs only
 };
 

@@ -53,6 +53,12 @@ void BindImage(PlatformState& platform, int drive, const std::string& imagePath,
                ImageFamily family) {
   CheckDriveNumber(drive);
   std::FILE* raw = std::fopen(imagePath.c_str(), "r+b");
+  bool readOnly = false;
+  if (raw == nullptr && (errno == EACCES || errno == EROFS || errno == EPERM)) {
+    // An image the user may only read is a write-protected disc: it lists and reads.
+    raw = std::fopen(imagePath.c_str(), "rb");
+    readOnly = raw != nullptr;
+  }
   if (raw == nullptr) {
     throw std::runtime_error("cannot open disc image " + imagePath + ": " +
                              std::strerror(errno));
@@ -82,6 +88,7 @@ void BindImage(PlatformState& platform, int drive, const std::string& imagePath,
   binding.path = imagePath;
   binding.geometry = geometry;
   binding.image = std::move(file);
+  binding.readOnly = readOnly;
 }
 
 void BindDirectory(PlatformState& platform, int drive, const std::string& directory) {

@@ -41,6 +41,7 @@ struct DriveBinding {
   std::string path;
   Geometry geometry;
   std::shared_ptr<std::FILE> image;  // open while bound
+  bool readOnly = false;             // a write-protected disc: the image may only be read
   std::shared_ptr<FatVolume> volume;  // the image's DOS file system, read on first use
   int settleMilliseconds = 0;        // 0 for images and directories
 };

@@ -13,7 +13,7 @@ namespace {
 
 class HostFile final : public FileBackend {
  public:
-  explicit HostFile(std::FILE* file) : file_(file) {
+  HostFile(std::FILE* file, bool readOnly) : file_(file), readOnly_(readOnly) {
     // Our own buffer sits above this one.
     std::setvbuf(file_, nullptr, _IONBF, 0);
   }
@@ -27,6 +27,7 @@ class HostFile final : public FileBackend {
   }
 
   void WriteAt(int64_t offset, const void* data, size_t n) override {
+    if (readOnly_) throw RunTimeError(kPermissionDenied);
     SeekTo(offset);
     if (std::fwrite(data, 1, n, file_) != n) throw RunTimeError(kPathFileAccess);
   }
@@ -48,6 +49,7 @@ class HostFile final : public FileBackend {
   }
 
   std::FILE* file_;
+  bool readOnly_;
 };
 
 // A drive path's file name in the root: "A:\\NAME.EXT" gives "NAME.EXT". Folders
@@ -128,6 +130,13 @@ std::unique_ptr<FileBackend> OpenFile(PlatformState& platform, const std::string
   const std::string host = HostPathOf(platform, path);
   std::FILE* file = std::fopen(host.c_str(), "r+b");
   if (file == nullptr && errno == ENOENT) file = std::fopen(host.c_str(), "w+b");
+  bool readOnly = false;
+  if (file == nullptr && (errno == EACCES || errno == EROFS || errno == EPERM)) {
+    // A file the user may only read still reads: a source on a write-protected stick,
+    // or another user's design. Writing it is refused when it is tried.
+    file = std::fopen(host.c_str(), "rb");
+    readOnly = file != nullptr;
+  }
   if (file == nullptr) {
     switch (errno) {
       case ENOENT: throw RunTimeError(kPathNotFound);
@@ -136,7 +145,7 @@ std::unique_ptr<FileBackend> OpenFile(PlatformState& platform, const std::string
       default: throw RunTimeError(kPathFileAccess);
     }
   }
-  return std::make_unique<HostFile>(file);
+  return std::make_unique<HostFile>(file, readOnly);
 }
 
 bool FileExists(PlatformState& platform, const std::string& path) {

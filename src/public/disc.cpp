@@ -203,6 +203,11 @@ const DiscEntry* Disc::Find(std::string_view name) const {
   return found;
 }
 
+bool Disc::WriteProtected() const {
+  const auto& drives = state_->record.platform.drives;
+  return !drives.empty() && drives[0].readOnly;
+}
+
 const DiscEntry* Disc::Current(const DiscEntry& entry) const {
   for (const DiscEntry& listed : state_->listing.designs) {
     if (listed.name == entry.name) return &listed;
@@ -238,6 +243,7 @@ std::error_code Disc::Write(const std::string& design, const DiscWriteOptions& o
   } else {
     destName = OnDrive(destName.empty() ? own : destName);
   }
+  if (WriteProtected()) return DiscErrc::WriteProtected;
   record.LastDestFile = destName;
   record.CurrentPB = std::make_shared<CallbackProgress>(options.progress);
   record.WrittenName.clear();
@@ -289,6 +295,7 @@ std::error_code Disc::Delete(const DiscEntry& named) {
   const DiscEntry* current = Current(named);
   if (current == nullptr) return DiscErrc::NoSuchDesign;
   const DiscEntry entry = *current;
+  if (WriteProtected()) return DiscErrc::WriteProtected;
   SharedRecord& record = state_->record;
   const DiscFamilyRecord& family = *state_->family;
   int16_t result = 0;

@@ -30,6 +30,7 @@ class DiscFailures final : public std::error_category {
       case DiscErrc::NoGeometry: return "the disc can't be read at any of the tried geometries";
       case DiscErrc::DriveNotReady: return "drive not ready";
       case DiscErrc::NotHandled: return "this family is not handled here";
+      case DiscErrc::WriteProtected: return "the disc is write-protected";
       case DiscErrc::BadName:
         return "the name holds characters the disc can't keep: printable ASCII only";
     }

@@ -73,6 +73,7 @@ int16_t WriteSector32(PlatformState& platform, uint8_t drive, const uint8_t* buf
   const Geometry& g = binding->geometry;
   if (!Addressable(g, track, head, sector) || length < g.sectorSize) return kSectorFailed;
   if (Faulted(platform, SectorOp::Write, track, head, sector)) return kSectorFailed;
+  if (binding->readOnly) return kSectorFailed;  // a write-protected disc
   const bool written = WriteAt(*binding, OffsetOf(g, track, head, sector), buffer,
                                static_cast<size_t>(g.sectorSize));
   return written ? kSectorOk : kSectorFailed;
@@ -83,6 +84,7 @@ int16_t FormatTrack32(PlatformState& platform, uint8_t drive, const uint8_t* buf
   DriveBinding* binding = ImageFor(platform, drive);
   if (binding == nullptr) return kSectorFailed;
   const Geometry& g = binding->geometry;
+  if (binding->readOnly) return kSectorFailed;
   const uint8_t wantedCode = SizeCodeOf(g.sectorSize);
   constexpr int kAddressRecords = 17;
   if (sizeCode != wantedCode || g.sectors > kAddressRecords || track >= g.cylinders ||
