@@ -3,7 +3,7 @@
 # As root it runs apt-get itself; otherwise it names what to install and fails.
 set -eu
 packages=(cmake g++ make libcli11-dev nlohmann-json3-dev libgtest-dev
-          g++-mingw-w64-x86-64 mtools)
+          g++-mingw-w64-x86-64 mtools dosfstools)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

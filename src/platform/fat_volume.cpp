@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <ctime>
 
 #include "platform/run_time_error.h"
 
@@ -62,24 +63,83 @@ bool MatchesDosMask(const std::string& name, const std::string& mask) {
   return MatchPart(nBase, mBase) && MatchPart(nExt, mExt);
 }
 
+namespace {
+
+// The date and time fields of a directory entry for the present moment, local time.
+void StampNow(std::string& root, size_t at) {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+#ifdef _WIN32
+  localtime_s(&local, &now);
+#else
+  localtime_r(&now, &local);
+#endif
+  const int year = std::clamp(local.tm_year + 1900, 1980, 2107);
+  const int date = ((year - 1980) << 9) | ((local.tm_mon + 1) << 5) | local.tm_mday;
+  const int time = (local.tm_hour << 11) | (local.tm_min << 5) | (local.tm_sec / 2);
+  auto put16 = [&root, at](size_t offset, int value) {
+    root[at + offset] = static_cast<char>(value & 0xFF);
+    root[at + offset + 1] = static_cast<char>((value >> 8) & 0xFF);
+  };
+  root[at + 13] = 0;
+  put16(14, time);  // made
+  put16(16, date);
+  put16(18, date);  // last opened
+  put16(22, time);  // last written
+  put16(24, date);
+}
+
+constexpr uint8_t kAttrLongName = 0x0F;
+constexpr int kSector = 512;
+
+// The checksum of an 8.3 name that its long-name entries carry.
+uint8_t ShortNameSum(const std::string& root, size_t at) {
+  uint8_t sum = 0;
+  for (size_t i = 0; i < 11; ++i) {
+    sum = static_cast<uint8_t>(((sum & 1) << 7) + (sum >> 1) + static_cast<uint8_t>(root[at + i]));
+  }
+  return sum;
+}
+
+}  // namespace
+
 struct FatVolume::State {
   std::shared_ptr<std::FILE> image;
   Layout layout;
-  std::vector<uint8_t> fat;  // the first FAT, as on the disc
-  std::string root;          // the root directory, rootEntries x 32 bytes
+  Fault fault;
+  // What the volume's changes are made on, and what the disc holds: the first FAT is
+  // kept as each copy stands, so that a damaged second copy is written whole again.
+  std::vector<uint8_t> fat;
+  std::vector<std::vector<uint8_t>> diskFats;
+  std::string root;  // rootEntries x 32 bytes
+  std::string diskRoot;
+
+  bool Faulted(SectorOp op, int64_t sector) const { return fault && fault(op, sector); }
 
   void ReadAt(int64_t offset, void* out, size_t n) {
+    for (int64_t s = offset / kSector; s * kSector < offset + static_cast<int64_t>(n); ++s) {
+      if (Faulted(SectorOp::Read, s)) throw RunTimeError(kPathFileAccess);
+    }
     std::FILE* f = image.get();
     if (std::fseek(f, static_cast<long>(offset), SEEK_SET) != 0 || std::fread(out, 1, n, f) != n) {
       throw RunTimeError(kPathFileAccess);
     }
   }
+  // Writes sector by sector as far as the first that fails.
   void WriteAt(int64_t offset, const void* data, size_t n) {
+    size_t good = n;
+    for (int64_t s = offset / kSector; s * kSector < offset + static_cast<int64_t>(n); ++s) {
+      if (Faulted(SectorOp::Write, s)) {
+        good = static_cast<size_t>(std::max<int64_t>(s * kSector - offset, 0));
+        break;
+      }
+    }
     std::FILE* f = image.get();
-    if (std::fseek(f, static_cast<long>(offset), SEEK_SET) != 0 || std::fwrite(data, 1, n, f) != n ||
-        std::fflush(f) != 0) {
+    if (good > 0 && (std::fseek(f, static_cast<long>(offset), SEEK_SET) != 0 ||
+                     std::fwrite(data, 1, good, f) != good || std::fflush(f) != 0)) {
       throw RunTimeError(kPathFileAccess);
     }
+    if (good < n) throw RunTimeError(kPathFileAccess);
   }
 
   int Next(int cluster) const {
@@ -101,6 +161,11 @@ struct FatVolume::State {
   int64_t ClusterOffset(int cluster) const {
     return layout.DataOffset() + int64_t{cluster - 2} * layout.ClusterBytes();
   }
+  int FreeClusters() const {
+    int free = 0;
+    for (int c = 2; c < layout.Clusters() + 2; ++c) free += Next(c) == 0 ? 1 : 0;
+    return free;
+  }
   int Allocate() {
     for (int c = 2; c < layout.Clusters() + 2; ++c) {
       if (Next(c) == 0) {
@@ -108,7 +173,7 @@ struct FatVolume::State {
         return c;
       }
     }
-    throw RunTimeError(kPathFileAccess, "the disc is full");
+    throw RunTimeError(kDiskFull);
   }
   // The chain of a file's clusters, stopping at a loop or a cluster off the disc.
   std::vector<int> Chain(int first) const {
@@ -120,13 +185,53 @@ struct FatVolume::State {
     }
     return chain;
   }
-  void Save() {
-    for (int copy = 0; copy < layout.fats; ++copy) {
-      WriteAt(layout.FatOffset() + int64_t{copy} * layout.sectorsPerFat * layout.bytesPerSector,
-              fat.data(), fat.size());
+
+  // Puts the changes on the disc: the FAT copies and then the directory, or for a
+  // delete the directory first, so that nothing ever names a cluster that is free.
+  // Only the sectors that changed are written; when one fails, those already written
+  // get their old bytes back and the changes are dropped.
+  void Commit(bool directoryFirst) {
+    std::vector<std::pair<int64_t, std::string>> written;
+    auto region = [&](int64_t base, const char* now, const char* was, size_t size) {
+      for (size_t at = 0; at < size; at += kSector) {
+        const size_t n = std::min<size_t>(kSector, size - at);
+        if (std::equal(now + at, now + at + n, was + at)) continue;
+        WriteAt(base + static_cast<int64_t>(at), now + at, n);
+        written.emplace_back(base + static_cast<int64_t>(at), std::string(was + at, n));
+      }
+    };
+    auto fats = [&] {
+      for (int copy = 0; copy < layout.fats; ++copy) {
+        region(layout.FatOffset() + int64_t{copy} * layout.sectorsPerFat * kSector,
+               reinterpret_cast<const char*>(fat.data()),
+               reinterpret_cast<const char*>(diskFats[static_cast<size_t>(copy)].data()), fat.size());
+      }
+    };
+    auto directory = [&] { region(layout.RootOffset(), root.data(), diskRoot.data(), root.size()); };
+    try {
+      if (directoryFirst) directory();
+      fats();
+      if (!directoryFirst) directory();
+    } catch (...) {
+      for (auto it = written.rbegin(); it != written.rend(); ++it) {
+        try {
+          WriteAt(it->first, it->second.data(), it->second.size());
+        } catch (...) {
+          // The sector that failed was not among these; nothing better can be done.
+        }
+      }
+      Rollback();
+      throw;
     }
-    WriteAt(layout.RootOffset(), root.data(), root.size());
+    for (auto& copy : diskFats) copy = fat;
+    diskRoot = root;
   }
+  // Drops every change not yet on the disc.
+  void Rollback() {
+    fat = diskFats[0];
+    root = diskRoot;
+  }
+
   // The entry index of a live plain file of this name, or -1.
   int Find(const std::string& name) const {
     std::string wanted;
@@ -139,6 +244,20 @@ struct FatVolume::State {
       if (root.compare(at, 11, wanted) == 0) return i;
     }
     return -1;
+  }
+  // An entry free for a new file; "too many files" when the root holds no more.
+  int FreeSlot() const {
+    for (int i = 0; i < layout.rootEntries; ++i) {
+      const auto first = static_cast<uint8_t>(root[static_cast<size_t>(i) * 32]);
+      if (first == 0 || first == kDeleted) return i;
+    }
+    throw RunTimeError(kTooManyFiles);
+  }
+  void NewEntry(int entry, const std::string& entryName) {
+    std::string fresh = entryName + std::string(21, '\0');
+    fresh[11] = 0x20;  // archive
+    root.replace(static_cast<size_t>(entry) * 32, 32, fresh);
+    StampNow(root, static_cast<size_t>(entry) * 32);
   }
   uint32_t Field32(int entry, size_t offset) const {
     const size_t at = static_cast<size_t>(entry) * 32 + offset;
@@ -159,20 +278,38 @@ struct FatVolume::State {
     const size_t at = static_cast<size_t>(entry) * 32 + 28;
     for (size_t i = 0; i < 4; ++i) root[at + i] = static_cast<char>((size >> (8 * i)) & 0xFF);
   }
+  // The long-name entries written just before a short one, as other systems put them:
+  // they go with it, or they would be left naming nothing.
+  void DropLongName(int entry) {
+    const uint8_t sum = ShortNameSum(root, static_cast<size_t>(entry) * 32);
+    for (int i = entry - 1; i >= 0; --i) {
+      const size_t at = static_cast<size_t>(i) * 32;
+      const auto first = static_cast<uint8_t>(root[at]);
+      if (first == kDeleted || static_cast<uint8_t>(root[at + 11]) != kAttrLongName ||
+          static_cast<uint8_t>(root[at + 13]) != sum) {
+        break;
+      }
+      root[at] = static_cast<char>(kDeleted);
+      if ((first & 0x40) != 0) break;  // the first part of the name
+    }
+  }
   void Free(int entry) {
     for (int c : Chain(Cluster(entry))) SetNext(c, 0);
+    DropLongName(entry);
     root[static_cast<size_t>(entry) * 32] = static_cast<char>(kDeleted);
   }
 };
 
 namespace {
 
-// One file of the volume, read and written through its cluster chain.
+// One file of the volume, read and written through its cluster chain. Its writes
+// stand on the disc once it is flushed; a failure before then drops them all.
 class FatFile final : public FileBackend {
  public:
-  FatFile(std::shared_ptr<FatVolume::State> state, int entry)
-      : state_(std::move(state)), entry_(entry) {
+  FatFile(std::shared_ptr<FatVolume::State> state, int entry, bool created)
+      : state_(std::move(state)), entry_(entry), dirty_(created) {
     chain_ = state_->Chain(state_->Cluster(entry));
+    stood_ = chain_.size();
     length_ = state_->Field32(entry, 28);
     // A size beyond its chain is cut to what the chain holds.
     const int64_t held = static_cast<int64_t>(chain_.size()) * state_->layout.ClusterBytes();
@@ -187,31 +324,46 @@ class FatFile final : public FileBackend {
   }
 
   void WriteAt(int64_t offset, const void* data, size_t n) override {
-    const int64_t end = offset + static_cast<int64_t>(n);
-    const int bytes = state_->layout.ClusterBytes();
-    while (static_cast<int64_t>(chain_.size()) * bytes < end) {
-      const int cluster = state_->Allocate();
-      if (chain_.empty()) {
-        state_->SetCluster(entry_, cluster);
-      } else {
-        state_->SetNext(chain_.back(), cluster);
+    if (broken_) throw RunTimeError(kPathFileAccess);
+    try {
+      const int64_t end = offset + static_cast<int64_t>(n);
+      const int bytes = state_->layout.ClusterBytes();
+      while (static_cast<int64_t>(chain_.size()) * bytes < end) {
+        const int cluster = state_->Allocate();
+        if (chain_.empty()) {
+          state_->SetCluster(entry_, cluster);
+        } else {
+          state_->SetNext(chain_.back(), cluster);
+        }
+        chain_.push_back(cluster);
+        // A new cluster starts zeroed, so a gap reads as zero bytes.
+        const std::vector<uint8_t> zeros(static_cast<size_t>(bytes), 0);
+        state_->WriteAt(state_->ClusterOffset(cluster), zeros.data(), zeros.size());
       }
-      chain_.push_back(cluster);
-      // A new cluster starts zeroed, so a gap reads as zero bytes.
-      const std::vector<uint8_t> zeros(static_cast<size_t>(bytes), 0);
-      state_->WriteAt(state_->ClusterOffset(cluster), zeros.data(), zeros.size());
+      Transfer(offset, static_cast<uint8_t*>(const_cast<void*>(data)), n, true);
+      if (end > length_) length_ = end;
+      dirty_ = true;
+    } catch (...) {
+      Abandon();
+      throw;
     }
-    Transfer(offset, static_cast<uint8_t*>(const_cast<void*>(data)), n, true);
-    if (end > length_) length_ = end;
-    dirty_ = true;
   }
 
   int64_t Length() override { return length_; }
 
   void Flush() override {
+    if (broken_) throw RunTimeError(kPathFileAccess);
     if (!dirty_) return;
-    state_->SetSize(entry_, static_cast<uint32_t>(length_));
-    state_->Save();
+    try {
+      state_->SetSize(entry_, static_cast<uint32_t>(length_));
+      StampNow(state_->root, static_cast<size_t>(entry_) * 32);
+      state_->Commit(false);
+    } catch (...) {
+      Abandon();
+      throw;
+    }
+    stood_ = chain_.size();
+    undo_.clear();
     dirty_ = false;
   }
 
@@ -224,6 +376,20 @@ class FatFile final : public FileBackend {
   }
 
  private:
+  // Gives the clusters that stood before their old bytes back, and drops the rest.
+  void Abandon() {
+    for (auto it = undo_.rbegin(); it != undo_.rend(); ++it) {
+      try {
+        state_->WriteAt(it->first, it->second.data(), it->second.size());
+      } catch (...) {
+        // Best effort: the failing sector itself was never written.
+      }
+    }
+    undo_.clear();
+    state_->Rollback();
+    broken_ = true;
+  }
+
   void Transfer(int64_t offset, uint8_t* bytes, size_t n, bool write) {
     const int clusterBytes = state_->layout.ClusterBytes();
     size_t done = 0;
@@ -234,6 +400,11 @@ class FatFile final : public FileBackend {
       const size_t take = std::min<size_t>(n - done, static_cast<size_t>(clusterBytes - within));
       const int64_t where = state_->ClusterOffset(chain_[index]) + within;
       if (write) {
+        if (index < stood_) {
+          std::string old(take, '\0');
+          state_->ReadAt(where, old.data(), take);
+          undo_.emplace_back(where, std::move(old));
+        }
         state_->WriteAt(where, bytes + done, take);
       } else {
         state_->ReadAt(where, bytes + done, take);
@@ -245,8 +416,11 @@ class FatFile final : public FileBackend {
   std::shared_ptr<FatVolume::State> state_;
   int entry_;
   std::vector<int> chain_;
+  size_t stood_ = 0;  // clusters of the chain that are on the disc's FAT
+  std::vector<std::pair<int64_t, std::string>> undo_;
   int64_t length_ = 0;
   bool dirty_ = false;
+  bool broken_ = false;
 };
 
 }  // namespace
@@ -270,10 +444,18 @@ FatVolume::FatVolume(std::shared_ptr<std::FILE> image) : state_(std::make_shared
                      l.Clusters() > 0 && l.Clusters() * 3 / 2 + 2 <= l.sectorsPerFat * 512;
   if (!sound) throw RunTimeError(kPathFileAccess, "no DOS file system on the disc");
   state_->fat.resize(static_cast<size_t>(l.sectorsPerFat) * 512);
-  state_->ReadAt(l.FatOffset(), state_->fat.data(), state_->fat.size());
+  for (int copy = 0; copy < l.fats; ++copy) {
+    std::vector<uint8_t> bytes(state_->fat.size());
+    state_->ReadAt(l.FatOffset() + int64_t{copy} * l.sectorsPerFat * 512, bytes.data(), bytes.size());
+    state_->diskFats.push_back(std::move(bytes));
+  }
+  state_->fat = state_->diskFats[0];
   state_->root.resize(static_cast<size_t>(l.rootEntries) * 32);
   state_->ReadAt(l.RootOffset(), state_->root.data(), state_->root.size());
+  state_->diskRoot = state_->root;
 }
+
+void FatVolume::SetFault(Fault fault) { state_->fault = std::move(fault); }
 
 std::vector<std::string> FatVolume::List(const std::string& mask) {
   std::vector<std::string> names;
@@ -293,28 +475,65 @@ bool FatVolume::Exists(const std::string& name) { return state_->Find(name) >= 0
 
 std::unique_ptr<FileBackend> FatVolume::Open(const std::string& name) {
   int entry = state_->Find(name);
-  if (entry < 0) {
+  const bool created = entry < 0;
+  if (created) {
     std::string entryName;
     if (!ToEntryName(name, entryName)) throw RunTimeError(kPathNotFound);
-    std::string& root = state_->root;
-    for (int i = 0; i < state_->layout.rootEntries && entry < 0; ++i) {
-      const auto first = static_cast<uint8_t>(root[static_cast<size_t>(i) * 32]);
-      if (first == 0 || first == kDeleted) entry = i;
-    }
-    if (entry < 0) throw RunTimeError(kPathFileAccess, "the root directory is full");
-    std::string fresh = entryName + std::string(21, '\0');
-    fresh[11] = 0x20;  // archive
-    root.replace(static_cast<size_t>(entry) * 32, 32, fresh);
-    state_->Save();
+    entry = state_->FreeSlot();
+    // On the disc only when the file is flushed.
+    state_->NewEntry(entry, entryName);
   }
-  return std::make_unique<FatFile>(state_, entry);
+  return std::make_unique<FatFile>(state_, entry, created);
+}
+
+void FatVolume::Store(const std::string& name, FileBackend& source) {
+  State& s = *state_;
+  std::string entryName;
+  if (!ToEntryName(name, entryName)) throw RunTimeError(kPathNotFound);
+  const int64_t length = source.Length();
+  const int clusterBytes = s.layout.ClusterBytes();
+  const int64_t needed = (length + clusterBytes - 1) / clusterBytes;
+  // The old file's clusters are not counted: it stands until the new one is whole.
+  const int64_t free = s.FreeClusters();
+  if (needed > free || length > int64_t{0xFFFFFFFF}) {
+    throw RunTimeError(kDiskFull, "the disc is full: " + std::to_string(needed * clusterBytes) +
+                                      " bytes needed, " + std::to_string(free * clusterBytes) +
+                                      " free");
+  }
+  const int old = s.Find(name);
+  const int entry = old >= 0 ? old : s.FreeSlot();
+  try {
+    std::vector<uint8_t> chunk(static_cast<size_t>(clusterBytes));
+    int first = 0, last = 0;
+    for (int64_t at = 0; at < length; at += clusterBytes) {
+      std::fill(chunk.begin(), chunk.end(), 0);
+      const size_t want = static_cast<size_t>(std::min<int64_t>(clusterBytes, length - at));
+      if (source.ReadAt(at, chunk.data(), want) != want) throw RunTimeError(kPathFileAccess);
+      const int cluster = s.Allocate();
+      if (first == 0) {
+        first = cluster;
+      } else {
+        s.SetNext(last, cluster);
+      }
+      last = cluster;
+      s.WriteAt(s.ClusterOffset(cluster), chunk.data(), chunk.size());
+    }
+    if (old >= 0) s.Free(old);
+    s.NewEntry(entry, entryName);
+    s.SetCluster(entry, first);
+    s.SetSize(entry, static_cast<uint32_t>(length));
+    s.Commit(false);
+  } catch (...) {
+    s.Rollback();
+    throw;
+  }
 }
 
 void FatVolume::Delete(const std::string& name) {
   const int entry = state_->Find(name);
   if (entry < 0) return;
   state_->Free(entry);
-  state_->Save();
+  state_->Commit(true);
 }
 
 void FatVolume::Rename(const std::string& from, const std::string& to) {
@@ -322,9 +541,15 @@ void FatVolume::Rename(const std::string& from, const std::string& to) {
   std::string entryName;
   if (entry < 0) throw RunTimeError(kFileNotFound);
   if (!ToEntryName(to, entryName)) throw RunTimeError(kPathNotFound);
-  if (state_->Find(to) >= 0) throw RunTimeError(kPathFileAccess, "file already exists");
+  if (state_->Find(to) >= 0) throw RunTimeError(kFileAlreadyExists);
+  // A long name of the old short one would name nothing once it changes.
+  state_->DropLongName(entry);
   state_->root.replace(static_cast<size_t>(entry) * 32, 11, entryName);
-  state_->Save();
+  state_->Commit(true);
+}
+
+int64_t FatVolume::FreeBytes() {
+  return int64_t{state_->FreeClusters()} * state_->layout.ClusterBytes();
 }
 
 }  // namespace tavlin

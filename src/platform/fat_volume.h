@@ -1,10 +1,16 @@
 // The FAT12 file system of a DOS disc image: the root directory's files, read,
 // written, created, renamed and deleted on the image's own sectors, so that drive
 // paths like "A:\DESIGN.DST" work without mounting anything.
+//
+// Every change is all or nothing: data goes to clusters the disc counts as free, then
+// the FAT copies, then the directory (a delete: the directory first); a failure on the
+// way writes back what had been written, so the image stays as it was. One writer at a
+// time: a failure drops every change not yet on the disc.
 #pragma once
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,14 +25,25 @@ class FatVolume {
   // holds no FAT12 file system it can use.
   explicit FatVolume(std::shared_ptr<std::FILE> image);
 
+  // A test hook that fails chosen sector transfers, by sector number from 0; it fails
+  // the transfer at that sector after those before it have gone through.
+  using Fault = std::function<bool(SectorOp op, int64_t sector)>;
+  void SetFault(Fault fault);
+
   // The plain files of the root directory whose 8.3 names match the mask ("*.DST",
   // "*." for names without extension, "*.U*"), in directory order.
   std::vector<std::string> List(const std::string& mask);
   bool Exists(const std::string& name);
   // Opens for reading and writing; a missing file is created.
   std::unique_ptr<FileBackend> Open(const std::string& name);
+  // The whole of a source under a name, all or nothing: the room is checked first
+  // ("the disc is full", "the root directory is full"), and a file of that name is
+  // replaced only once the new one stands complete.
+  void Store(const std::string& name, FileBackend& source);
+  // Frees the file's clusters and its entry, with the long-name entries before it.
   void Delete(const std::string& name);
   void Rename(const std::string& from, const std::string& to);
+  int64_t FreeBytes();
 
   struct Layout {
     int bytesPerSector = 512;

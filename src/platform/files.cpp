@@ -69,6 +69,16 @@ FatVolume* VolumeFor(PlatformState& platform, const std::string& path) {
   if (binding.kind == DriveBinding::Kind::None) throw RunTimeError(kDiskNotReady);
   if (binding.kind != DriveBinding::Kind::Image) return nullptr;
   if (!binding.volume) binding.volume = std::make_shared<FatVolume>(binding.image);
+  // The tests' failing sectors reach the file system too, by the image's geometry.
+  if (platform.fault) {
+    binding.volume->SetFault([fault = platform.fault, g = binding.geometry](SectorOp op, int64_t sector) {
+      const int64_t side = sector / g.sectors;
+      return fault(op, static_cast<int>(side / g.heads), static_cast<int>(side % g.heads),
+                   static_cast<int>(sector % g.sectors) + 1);
+    });
+  } else {
+    binding.volume->SetFault(nullptr);
+  }
   return binding.volume.get();
 }
 
@@ -179,6 +189,12 @@ void RenameFile(PlatformState& platform, const std::string& from, const std::str
 
 void CopyFile(PlatformState& platform, const std::string& from, const std::string& to) {
   if (!FileExists(platform, from)) throw RunTimeError(kFileNotFound);
+  if (FatVolume* volume = VolumeFor(platform, to)) {
+    // All or nothing: a file of the name stands until the copy is whole.
+    const std::unique_ptr<FileBackend> source = OpenFile(platform, from);
+    volume->Store(RootName(to), *source);
+    return;
+  }
   DeleteFile(platform, to);
   const std::unique_ptr<FileBackend> source = OpenFile(platform, from);
   const std::unique_ptr<FileBackend> dest = OpenFile(platform, to);
@@ -191,6 +207,15 @@ void CopyFile(PlatformState& platform, const std::string& from, const std::strin
     at += static_cast<int64_t>(got);
   }
   dest->Flush();
+}
+
+int64_t DriveFreeBytes(PlatformState& platform, int drive) {
+  const std::string root = std::string(1, static_cast<char>('A' + drive)) + ":\\";
+  if (FatVolume* volume = VolumeFor(platform, root)) return volume->FreeBytes();
+  std::error_code ec;
+  const std::filesystem::space_info space = std::filesystem::space(HostPathOf(platform, root), ec);
+  if (ec) throw RunTimeError(kPathNotFound);
+  return static_cast<int64_t>(space.available);
 }
 
 int64_t FileLength(PlatformState& platform, const std::string& path) {

@@ -43,6 +43,9 @@ void DeleteFile(PlatformState& platform, const std::string& path);
 void RenameFile(PlatformState& platform, const std::string& from, const std::string& to);
 // Copies a whole file over another, which is made anew.
 void CopyFile(PlatformState& platform, const std::string& from, const std::string& to);
+// The bytes a drive can still take: free clusters times their size on an image, the
+// host's free room for a bound folder.
+int64_t DriveFreeBytes(PlatformState& platform, int drive);
 int64_t FileLength(PlatformState& platform, const std::string& path);
 
 }  // namespace tavlin

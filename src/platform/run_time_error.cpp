@@ -14,6 +14,9 @@ std::string RunTimeCodeText(int code) {
     case kDivisionByZero: return "division by zero";
     case kInternalError: return "internal error";
     case kFileNotFound: return "file not found";
+    case kFileAlreadyExists: return "file already exists";
+    case kDiskFull: return "the disc is full";
+    case kTooManyFiles: return "the disc's root directory is full";
     case kPermissionDenied: return "permission denied";
     case kDiskNotReady: return "disk not ready";
     case kPathFileAccess: return "path/file access error";

@@ -16,6 +16,9 @@ enum RunTimeCode : int16_t {
   kDivisionByZero = 11,
   kInternalError = 51,
   kFileNotFound = 53,
+  kFileAlreadyExists = 58,
+  kDiskFull = 61,
+  kTooManyFiles = 67,     // no free entry left in a root directory
   kPermissionDenied = 70,
   kDiskNotReady = 71,
   kPathFileAccess = 75,

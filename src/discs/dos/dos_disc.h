@@ -38,6 +38,20 @@ int16_t DosListDirectory(SharedRecord& shared);
 
 // The 500 bytes of the boot sector: a 720 KB disc that isn't a boot disc.
 std::string BuildBootSector();
+// The class's empty 720 KB disc, with that boot sector; `fsck.fat` finds its label
+// field unreadable, since the start code stands where the label would.
 std::vector<LayoutWrite> DosEmptyLayout();
+// Empty discs that `fsck.fat` and mtools accept as they are, laid as `mkfs.fat` lays
+// them, with the label "NO NAME" and the start code moved behind it. Every sector of
+// the boot sector, FATs and root is written (four tries each).
+// 720 KB: 80 x 2 x 9 x 512, 2 sectors a cluster, 112 root entries, 3-sector FATs, 0xF9.
+std::vector<LayoutWrite> DosSoundEmptyLayout720();
+// 1.44 MB: 80 x 2 x 18 x 512, 1 sector a cluster, 224 root entries, 9-sector FATs, 0xF0.
+std::vector<LayoutWrite> DosEmptyLayout1440();
+
+// The bytes the disc in the current drive can still take, from its own geometry:
+// free clusters times the cluster's bytes (a bound folder: the host's free room).
+// Throws RunTimeError where the drive holds no DOS file system.
+int64_t DosFreeBytes(SharedRecord& shared);
 
 }  // namespace tavlin

@@ -143,6 +143,10 @@ int16_t ListDosDisc(SharedRecord& shared, int16_t familyCode) {
   }
 }
 
+int64_t DosFreeBytes(SharedRecord& shared) {
+  return DriveFreeBytes(shared.platform, shared.CurrentDrive);
+}
+
 int16_t DosListDirectory(SharedRecord& shared) {
   // The listing appends its lines: a second listing must not find the first's.
   shared.ClearListingText();
