@@ -9,19 +9,28 @@ namespace tavlin::cli {
 
 namespace {
 
-// A DOS disc is made at 720 KB, and the name says so.
-std::optional<DiscFamily> FormattedFamily(const std::string& name) {
-  if (name == "dos720") return DiscFamily::Dos;
-  if (name == "dos") return std::nullopt;
-  return DiscFamilyNamed(name);
+// A DOS disc comes in two sizes, and its name says which.
+struct Formatted {
+  DiscFamily family;
+  bool highDensity;
+};
+
+std::optional<Formatted> FormattedFamily(const std::string& name) {
+  if (name == "dos720") return Formatted{DiscFamily::Dos, false};
+  if (name == "dos1440") return Formatted{DiscFamily::Dos, true};
+  const std::optional<DiscFamily> family = DiscFamilyNamed(name);
+  if (!family || *family == DiscFamily::Dos) return std::nullopt;
+  return Formatted{*family, false};
 }
 
 std::vector<std::string> FormattedNames() {
   std::vector<std::string> names;
   for (const DiscFamily family : DiscFamilies()) {
     const std::string name(DiscFamilyName(family));
-    names.push_back(name == "dos" ? "dos720" : name);
+    if (FormattedFamily(name)) names.push_back(name);
   }
+  names.push_back("dos720");
+  names.push_back("dos1440");
   return names;
 }
 
@@ -43,7 +52,8 @@ void AddDiscFormat(CLI::App& disc, int& exitCode) {
       exitCode = Fail(*image + " exists: give --force to format it anew");
       return;
     }
-    if (const std::error_code failed = FormatDiscImage(*image, *FormattedFamily(*family))) {
+    const Formatted made = *FormattedFamily(*family);
+    if (const std::error_code failed = FormatDiscImage(*image, made.family, made.highDensity)) {
       exitCode = Fail("cannot format " + *image + ": " + InWords(failed));
       return;
     }

@@ -12,6 +12,7 @@ void AddDiscWrite(CLI::App& disc, int& exitCode) {
   auto design = std::make_shared<std::string>();
   auto name = std::make_shared<std::string>();
   auto as = std::make_shared<std::string>();
+  auto replace = std::make_shared<bool>(false);
   auto* verb =
       AddDiscVerb(disc, "write", "Write a stitch file of any readable format to a disc", *args);
   verb->add_option("DESIGN", *design, "the stitch file")->required();
@@ -20,8 +21,9 @@ void AddDiscWrite(CLI::App& disc, int& exitCode) {
                    "source's base name); FMC and ZSK discs name designs by number");
   verb->add_option("--as", *as,
                    "on a DOS disc, the file's name, whose extension gives its format "
-                   "(default: the source's own name)");
-  verb->callback([args, design, name, as, &exitCode] {
+                   "(default: the source's own name), 8.3 and ASCII");
+  verb->add_flag("--replace", *replace, "on a DOS disc, replace a file of that name");
+  verb->callback([args, design, name, as, replace, &exitCode] {
     namespace fs = std::filesystem;
     std::error_code missing;
     if (!fs::is_regular_file(*design, missing)) {
@@ -34,7 +36,7 @@ void AddDiscWrite(CLI::App& disc, int& exitCode) {
     }
     const std::unique_ptr<Disc> opened = OpenDisc(*args, "write to", exitCode);
     if (opened == nullptr) return;
-    DiscWriteOptions options{.name = *name, .progress = ProgressBar()};
+    DiscWriteOptions options{.name = *name, .replace = *replace, .progress = ProgressBar()};
     if (opened->Family() == DiscFamily::Dos) {
       options.name = as->empty() ? fs::path(*design).filename().string() : *as;
       if (const std::string why = RefusedFormat(options.name, false); !why.empty()) {

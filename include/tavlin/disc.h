@@ -20,9 +20,11 @@ std::string_view DiscFamilyName(DiscFamily family);
 std::optional<DiscFamily> DiscFamilyNamed(std::string_view name);
 std::vector<DiscFamily> DiscFamilies();
 
-// Makes an image file holding an empty disc of the family (a DOS disc is 720 KB).
-// The image is made beside the path and put in its place only when it is whole.
-std::error_code FormatDiscImage(const std::string& path, DiscFamily family);
+// Makes an image file holding an empty disc of the family; a DOS disc is 720 KB, or
+// 1.44 MB at high density, and laid out as mkfs.fat lays it. The image is made beside
+// the path and put in its place only when it is whole.
+std::error_code FormatDiscImage(const std::string& path, DiscFamily family,
+                                bool highDensity = false);
 
 struct DiscEntry {
   int line = 0;          // from 0, in listing order
@@ -41,6 +43,7 @@ struct DiscListing {
 
 struct DiscWriteOptions {
   std::string name;  // FDR3: the design's name; DOS: the file's name, whose extension is the format
+  bool replace = false;  // DOS: a file of that name is replaced, not refused
   std::function<void(double done, double total)> progress;
 };
 

@@ -27,6 +27,8 @@ enum class DiscErrc {
   DriveNotReady,       // no image or folder behind the drive
   NotHandled,          // the family does not do this
   WriteProtected,      // the image or folder may only be read
+  NotShortName,        // a DOS disc takes names of up to 8 characters, a dot and up to 3
+  NameTaken,           // a design of that name is on the disc already
   BadName,             // the name holds what the disc can't keep: ASCII letters, digits and signs only
 };
 

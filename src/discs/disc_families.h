@@ -64,6 +64,9 @@ struct DiscFamilyRecord {
   // claims it.
   ProbeFn probe;
   RoomFn room;
+  // How the library API lays an empty disc of the family on a zeroed image, where that
+  // differs from the class's formatting (null: the same); high density where it has one.
+  int16_t (*formatSound)(SharedRecord& shared, bool highDensity) = nullptr;
 };
 
 // Every family, in the order identification asks their probes.

@@ -53,6 +53,21 @@ std::string Capitals(std::string text) {
   return text;
 }
 
+// A name a DOS disc's directory takes as it is: up to 8 characters, a dot, up to 3,
+// of the characters DOS allows, in capitals or small letters.
+bool IsShortName(std::string_view name) {
+  const size_t dot = name.find('.');
+  const std::string_view base = name.substr(0, dot);
+  const std::string_view ext = dot == std::string_view::npos ? std::string_view() : name.substr(dot + 1);
+  auto allowed = [](std::string_view part) {
+    return std::all_of(part.begin(), part.end(), [](char c) {
+      return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
+             std::string_view("!#$%&'()-@^_`{}~").find(c) != std::string_view::npos;
+    });
+  };
+  return !base.empty() && base.size() <= 8 && ext.size() <= 3 && allowed(base) && allowed(ext);
+}
+
 // The path a DOS family's routines take for a file of the disc in drive A:.
 std::string OnDrive(const std::string& name) { return "A:\\" + name; }
 
@@ -86,12 +101,14 @@ std::vector<DiscFamily> DiscFamilies() {
   return families;
 }
 
-std::error_code FormatDiscImage(const std::string& path, DiscFamily family) {
+std::error_code FormatDiscImage(const std::string& path, DiscFamily family, bool highDensity) {
   const DiscFamilyRecord& record = RecordOf(family);
+  if (highDensity && record.formatSound == nullptr) return DiscErrc::NotHandled;
+  const ImageFamily geometry = highDensity ? ImageFamily::Dos1440 : record.geometry;
   const std::string made = WorkingPathBeside(path, "img");
   {
     std::ofstream out(made, std::ios::binary | std::ios::trunc);
-    const std::string zeros(static_cast<size_t>(ImageBytes(record.geometry)), '\0');
+    const std::string zeros(static_cast<size_t>(ImageBytes(geometry)), '\0');
     out.write(zeros.data(), static_cast<std::streamsize>(zeros.size()));
     if (!out) return ResultCode(kPathFileAccess);
   }
@@ -99,8 +116,9 @@ std::error_code FormatDiscImage(const std::string& path, DiscFamily family) {
   {
     SharedRecord shared;
     try {
-      BindImage(shared.platform, 0, made, record.geometry);
-      result = FormatFloppy(shared, record);
+      BindImage(shared.platform, 0, made, geometry);
+      result = record.formatSound != nullptr ? record.formatSound(shared, highDensity)
+                                             : FormatFloppy(shared, record);
     } catch (const std::exception&) {
       result = 1;
     }
@@ -241,7 +259,10 @@ std::error_code Disc::Write(const std::string& design, const DiscWriteOptions& o
   if (family.sectorAccess) {
     if (destName.empty()) destName = fs::path(design).stem().string();
   } else {
-    destName = OnDrive(destName.empty() ? own : destName);
+    if (destName.empty()) destName = own;
+    if (!IsShortName(destName)) return DiscErrc::NotShortName;
+    if (!options.replace && Find(destName) != nullptr) return DiscErrc::NameTaken;
+    destName = OnDrive(destName);
   }
   if (WriteProtected()) return DiscErrc::WriteProtected;
   record.LastDestFile = destName;
@@ -255,7 +276,10 @@ std::error_code Disc::Write(const std::string& design, const DiscWriteOptions& o
     return SectorFamilyResult(result, DiscErrc::SectorFailed, DiscErrc::NoFormat);
   }
   written = Squeezed(record.WrittenName);
-  return Relist();
+  const std::error_code listed = Relist();
+  // As the disc lists it: a DOS directory keeps names in capitals.
+  if (const DiscEntry* entry = Find(written)) written = entry->name;
+  return listed;
 }
 
 std::error_code Disc::Read(const DiscEntry& named, const std::string& dest,

@@ -31,6 +31,9 @@ class DiscFailures final : public std::error_category {
       case DiscErrc::DriveNotReady: return "drive not ready";
       case DiscErrc::NotHandled: return "this family is not handled here";
       case DiscErrc::WriteProtected: return "the disc is write-protected";
+      case DiscErrc::NotShortName:
+        return "a DOS disc takes names of up to 8 letters or digits, a dot and 3 more (ROSE.DST)";
+      case DiscErrc::NameTaken: return "a design of that name is on the disc already";
       case DiscErrc::BadName:
         return "the name holds characters the disc can't keep: printable ASCII only";
     }

@@ -1,7 +1,10 @@
 // The tavlin command as a user runs it: exit codes, one-line errors, files left behind.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstdlib>
+#include <filesystem>
 
 #include "test_support.h"
 
@@ -14,9 +17,10 @@ struct Outcome {
   std::string err;
 };
 
-Outcome Tavlin(const test::TempDir& dir, const std::string& arguments) {
-  const std::string command = std::string(TAVLIN_CLI) + " " + arguments + " >" + (dir / "out") +
-                              " 2>" + (dir / "err");
+// Runs the command; `as` goes in front of it (another user's credentials).
+Outcome Tavlin(const test::TempDir& dir, const std::string& arguments, const std::string& as = {}) {
+  const std::string command = as + std::string(TAVLIN_CLI) + " " + arguments + " >" +
+                              (dir / "out") + " 2>" + (dir / "err");
   const int status = std::system(command.c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, test::ReadBytes(dir / "out"),
           test::ReadBytes(dir / "err")};
@@ -271,6 +275,85 @@ TEST(Command, IdentifiesDiscsAndKeepsDesignsOnDosDiscsUnderTheirNames) {
   Outcome none = Tavlin(dir, "disc identify " + (dir / "a.DST"));
   EXPECT_NE(none.exitCode, 0);
   EXPECT_EQ(Lines(none.err), 1u);
+}
+
+// DOS discs through the command: both sizes are sound to fsck.fat, names are 8.3 and
+// never replaced unasked, a full disc says so and keeps what stood.
+TEST(Command, KeepsDosDiscsSoundAndNamesPlain) {
+  test::TempDir dir;
+  if (std::system("command -v fsck.fat >/dev/null 2>&1") != 0) GTEST_SKIP() << "no fsck.fat";
+  test::WriteBytes(dir / "a.DST", test::ZigzagDst(200, 0, 0, 50));
+  auto sound = [&dir](const std::string& image) {
+    return std::system(("fsck.fat -n " + image + " >" + (dir / "fsck") + " 2>&1").c_str()) == 0 &&
+           test::ReadBytes(dir / "fsck").find("valid") == std::string::npos;
+  };
+  for (const std::string size : {"dos720", "dos1440"}) {
+    const std::string image = dir / (size + ".img");
+    ASSERT_EQ(Tavlin(dir, "disc format " + image + " --family " + size).exitCode, 0);
+    EXPECT_TRUE(sound(image)) << size << test::ReadBytes(dir / "fsck");
+    Outcome empty = Tavlin(dir, "disc identify " + image);
+    EXPECT_EQ(empty.exitCode, 0) << empty.err;
+    EXPECT_NE(empty.out.find("dos disc: no designs"), std::string::npos) << empty.out;
+    ASSERT_EQ(Tavlin(dir, "disc write " + image + " " + (dir / "a.DST") + " --as ROSE.DST").exitCode, 0);
+    Outcome twice = Tavlin(dir, "disc write " + image + " " + (dir / "a.DST") + " --as ROSE.DST");
+    EXPECT_NE(twice.err.find("on the disc already"), std::string::npos) << twice.err;
+    EXPECT_EQ(Tavlin(dir, "disc write " + image + " " + (dir / "a.DST") + " --as ROSE.DST --replace").exitCode, 0);
+    Outcome longName = Tavlin(dir, "disc write " + image + " " + (dir / "a.DST") + " --as LONGDESIGNNAME.DST");
+    EXPECT_NE(longName.err.find("up to 8"), std::string::npos) << longName.err;
+    EXPECT_TRUE(sound(image)) << size << test::ReadBytes(dir / "fsck");
+  }
+  // 720 KB hold about 240,000 stitches of DST: a design of 300,000 is refused whole.
+  test::WriteBytes(dir / "big.DST", test::ZigzagDst(300000));
+  const std::string image = dir / "dos720.img";
+  const std::string before = test::ReadBytes(image);
+  Outcome full = Tavlin(dir, "disc write " + image + " " + (dir / "big.DST"));
+  EXPECT_NE(full.exitCode, 0);
+  EXPECT_NE(full.err.find("the disc is full"), std::string::npos) << full.err;
+  EXPECT_EQ(test::ReadBytes(image), before);
+}
+
+// As a user who may only read the files: a source converts, an image lists, identifies
+// and reads, and a write is refused with the image as it was.
+TEST(Command, ReadsWhatItMayOnlyRead) {
+  test::TempDir dir;
+  std::string as;
+  if (::geteuid() == 0) {
+    // Root writes anything: the reader is the user nobody.
+    if (std::system("command -v setpriv >/dev/null 2>&1") != 0) GTEST_SKIP() << "no setpriv";
+    as = "setpriv --reuid=65534 --regid=65534 --clear-groups ";
+    if (std::system((as + "test -x " + std::string(TAVLIN_CLI)).c_str()) != 0) {
+      GTEST_SKIP() << "the user nobody can't reach " << TAVLIN_CLI;
+    }
+  }
+  test::WriteBytes(dir / "a.DST", test::ZigzagDst(100, 0, 0, 40));
+  const std::string image = dir / "fmc.img";
+  ASSERT_EQ(Tavlin(dir, "disc format " + image + " --family fmc").exitCode, 0);
+  ASSERT_EQ(Tavlin(dir, "disc write " + image + " " + (dir / "a.DST")).exitCode, 0);
+  std::filesystem::create_directory(dir / "w");
+  std::filesystem::permissions(dir.path(), std::filesystem::perms::owner_all |
+                                               std::filesystem::perms::group_read |
+                                               std::filesystem::perms::group_exec |
+                                               std::filesystem::perms::others_read |
+                                               std::filesystem::perms::others_exec);
+  std::filesystem::permissions(dir / "w", std::filesystem::perms::all);
+  for (const std::string name : {"a.DST", "fmc.img"}) {
+    std::filesystem::permissions(dir / name, std::filesystem::perms::owner_read |
+                                                 std::filesystem::perms::group_read |
+                                                 std::filesystem::perms::others_read);
+  }
+  const std::string before = test::ReadBytes(image);
+  Outcome convert = Tavlin(dir, "convert " + (dir / "a.DST") + " " + (dir / "w/b.DSB"), as);
+  EXPECT_EQ(convert.exitCode, 0) << convert.err;
+  EXPECT_EQ(Tavlin(dir, "disc list " + image, as).exitCode, 0);
+  Outcome identify = Tavlin(dir, "disc identify " + image, as);
+  EXPECT_NE(identify.out.find("Barudan FMC: listed"), std::string::npos) << identify.err;
+  Outcome read = Tavlin(dir, "disc read " + image + " A01 " + (dir / "w/back.DST"), as);
+  EXPECT_EQ(read.exitCode, 0) << read.err;
+  EXPECT_EQ(test::NeedlesOf(dir / "w/back.DST"), test::NeedlesOf(dir / "a.DST"));
+  Outcome write = Tavlin(dir, "disc write " + image + " " + (dir / "a.DST"), as);
+  EXPECT_NE(write.exitCode, 0);
+  EXPECT_NE(write.err.find("write-protected"), std::string::npos) << write.err;
+  EXPECT_EQ(test::ReadBytes(image), before);
 }
 
 }  // namespace

@@ -54,4 +54,8 @@ std::vector<LayoutWrite> DosEmptyLayout1440();
 // Throws RunTimeError where the drive holds no DOS file system.
 int64_t DosFreeBytes(SharedRecord& shared);
 
+// The empty DOS disc the library API makes on a zeroed image, as `mkfs.fat` makes one:
+// the sound layout of 720 KB, or of 1.44 MB at high density. 0, or 1 when a sector fails.
+int16_t FormatSoundDos(SharedRecord& shared, bool highDensity);
+
 }  // namespace tavlin

@@ -1,5 +1,7 @@
 // The DOS row of the family table.
+#include "discs/disc_transfer.h"
 #include "discs/dos/dos_disc.h"
+#include "platform/run_time_error.h"
 
 namespace tavlin {
 
@@ -24,7 +26,15 @@ const DiscFamilyRecord& DosFamily() {
       },
       // The only family of 512-byte sectors.
       .probe = nullptr,
-      .room = nullptr,
+      // Free clusters, from the disc's own geometry, whatever its size.
+      .room = [](SharedRecord& shared) -> int64_t {
+        try {
+          return StitchesInRoom(DosFreeBytes(shared));
+        } catch (const RunTimeError&) {
+          return 0;
+        }
+      },
+      .formatSound = FormatSoundDos,
   };
   return family;
 }

@@ -6,6 +6,8 @@
 
 #include "conversion/numbers.h"
 #include "discs/dos/dos_disc.h"
+#include "services/sector_service.h"
+#include "services/track_formatting.h"
 
 namespace tavlin {
 
@@ -142,6 +144,22 @@ std::vector<LayoutWrite> DosEmptyLayout() {
   for (int sector : {3, 4, 6, 7, 8, 9}) writes.push_back({0, 0, sector, std::string(512, '\0'), 1});
   for (int sector = 1; sector <= 6; ++sector) writes.push_back({0, 1, sector, std::string(512, '\0'), 1});
   return writes;
+}
+
+int16_t FormatSoundDos(SharedRecord& shared, bool highDensity) {
+  SetVector51232(shared.platform);
+  if (highDensity) {
+    SetDiscDSHD32(shared.platform);
+  } else {
+    SetDiscDSDD32(shared.platform);
+  }
+  for (const LayoutWrite& write : highDensity ? DosEmptyLayout1440() : DosSoundEmptyLayout720()) {
+    if (!WriteFormattedSector(shared, write.track, write.head, write.sector, write.bytes,
+                              write.attempts)) {
+      return 1;
+    }
+  }
+  return 0;
 }
 
 }  // namespace tavlin
