@@ -8,20 +8,23 @@
 
 #include "conversion/buffered_file.h"
 #include "platform/drives.h"
+#include "tavlin/design.h"
 #include "tavlin/progress.h"
 
 namespace tavlin {
 
 struct Codec;
 
+// The step kinds as the frame's 16-bit fields hold them: the public StepKind's values.
+constexpr int16_t KindOf(StepKind kind) { return static_cast<int16_t>(kind); }
 enum StepKindCode : int16_t {
-  KindStitch = 0,
-  KindJump = 1,
-  KindColour = 2,
-  KindMark = 3,
-  KindTrim = 20,
-  KindNeedle = 23,   // 23 to 30: a colour change that names a needle
-  KindSeven = 71,
+  KindStitch = KindOf(StepKind::Stitch),
+  KindJump = KindOf(StepKind::Jump),
+  KindColour = KindOf(StepKind::ColourChange),
+  KindMark = KindOf(StepKind::Mark),
+  KindTrim = KindOf(StepKind::Trim),
+  KindNeedle = KindOf(StepKind::Needle),  // 23 to 30: a colour change that names a needle
+  KindSeven = KindOf(StepKind::Seven),
 };
 
 // What a conversion takes from its caller, and what it hands back: the files it opens
