@@ -176,7 +176,8 @@ void AddDemo(CLI::App& app, int& exitCode) {
                  back.colourChanges != reference.colourChanges) {
         verdict = "FAILED: the design read back differs";
       }
-      if (!format.readOnlyInto.empty()) verdict += " (read back by way of QEP)";
+      // What the reference gives these two: CND's machine codes, seen only through QEP.
+      if (!format.readOnlyInto.empty()) verdict += " in CND's machine codes, read back through QEP";
       if (verdict.rfind("OK", 0) != 0) ++failures;
       std::printf("%-7s %8lld %9zu  %-30s %s\n", format.typicalEnd.substr(1).c_str(),
                   static_cast<long long>(fs::file_size(out, ec)), back.stitches.size(),
