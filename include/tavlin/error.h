@@ -21,6 +21,7 @@ enum class DiscErrc {
   NoFormat,            // the design's name names no format this disc can take
   NoNumberLeft,        // every design number is taken
   NoRoom,              // the design does not fit the free room
+  DirectoryFull,       // the disc's directory has no entry left for the design
   NoSuchDesign,        // the name or line names no design on the disc
   NoFamily,            // the disc can be read as no family
   NoGeometry,          // the disc can't be read at any of the tried geometries

@@ -268,10 +268,12 @@ std::error_code Disc::Write(const std::string& design, const DiscWriteOptions& o
   record.LastDestFile = destName;
   record.CurrentPB = std::make_shared<CallbackProgress>(options.progress);
   record.WrittenName.clear();
+  record.WriteLimit = RoomLimit::None;
   const int16_t result = family.write(record, design, destName);
   record.CurrentPB.reset();
   if (result != 0) {
     Relist();
+    if (record.WriteLimit == RoomLimit::DirectoryEntries) return DiscErrc::DirectoryFull;
     if (!family.sectorAccess) return result == 2 ? DiscErrc::NoFormat : ResultCode(result);
     return SectorFamilyResult(result, DiscErrc::SectorFailed, DiscErrc::NoFormat);
   }

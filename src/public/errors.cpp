@@ -25,6 +25,7 @@ class DiscFailures final : public std::error_category {
       case DiscErrc::NoFormat: return "the design's name gives no format the disc takes";
       case DiscErrc::NoNumberLeft: return "no design number left: the disc holds 99 designs";
       case DiscErrc::NoRoom: return "not enough free room on the disc for the design";
+      case DiscErrc::DirectoryFull: return "the disc's directory has no entry left for the design";
       case DiscErrc::NoSuchDesign: return "no such design on the disc";
       case DiscErrc::NoFamily: return "the disc could not be read as any family";
       case DiscErrc::NoGeometry: return "the disc can't be read at any of the tried geometries";

@@ -35,6 +35,10 @@ struct ListingEntry {
   std::string text;      // the line without its NUL
 };
 
+// What a refused disc write ran out of: the class answers with its codes alone, the
+// library API names the limit.
+enum class RoomLimit { None, Blocks, DirectoryEntries };
+
 struct SharedRecord {
   int16_t CurrentDrive = 0;
   int16_t CurrentDiscType = 0;
@@ -63,6 +67,7 @@ struct SharedRecord {
   bool ReadsOtherWriters = false;
   // The name the last disc write that succeeded gave its design, as the listing shows it.
   std::string WrittenName;
+  RoomLimit WriteLimit = RoomLimit::None;
   std::shared_ptr<Progress> CurrentPB;
   int16_t SavedVectorA = 0;
   int16_t SavedVectorB = 0;

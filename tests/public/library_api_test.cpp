@@ -120,6 +120,20 @@ TEST(LibraryApi, FailuresAreCodesInWords) {
   EXPECT_EQ(fdr3->Write(StarDst(), {.name = "\xC3\x84\xC3\x96\xC3\x9C"}, name), DiscErrc::BadName);
   EXPECT_TRUE(fdr3->Listing().designs.empty());
 
+  // A full directory is named as such; the class answers 5, as for blocks.
+  ASSERT_FALSE(FormatDiscImage(dir / "zsk46.img", DiscFamily::Zsk));
+  std::unique_ptr<Disc> zsk = Disc::Open(dir / "zsk46.img", DiscFamily::Zsk, ec);
+  test::WriteBytes(dir / "small.DST", test::ZigzagDst(5));
+  for (int i = 0; i < 46; ++i) ASSERT_FALSE(zsk->Write(dir / "small.DST", {}, name)) << i;
+  EXPECT_EQ(zsk->Write(dir / "small.DST", {}, name), DiscErrc::DirectoryFull);
+  EXPECT_EQ(zsk->Listing().designs.size(), 46u);
+  test::OnFreshThread([&dir] {
+    BindDriveImage(0, dir / "zsk46.img");
+    Tavlin tavlin;
+    EXPECT_EQ(tavlin.WriteToDisc(dir / "small.DST", "X", ZSKDisc), 5);
+    UnbindDrive(0);
+  });
+
   // A conversion's failure keeps its number and its words.
   ec = Convert(dir / "missing.DST", dir / "out.DSB");
   EXPECT_EQ(ec, ResultCode(53));

@@ -103,7 +103,10 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
   const int64_t length = file.Length();
   const int32_t freeBytes = Fdr3FreeBytes(shared);
   shared.DiscByteCount = freeBytes;
-  if (freeBytes < length) return 5;
+  if (freeBytes < length) {
+    shared.WriteLimit = RoomLimit::Blocks;
+    return 5;
+  }
 
   std::string header(512, ' ');
   file.Read(reinterpret_cast<uint8_t*>(header.data()), header.size());
@@ -137,7 +140,10 @@ int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std
   file.Close();
 
   std::string& image = fdr3.DirectoryImage;
-  if (!PlaceEntries(image, entries, 0, kFdr3Entries, Fdr3EntryFree)) return 1;
+  if (!PlaceEntries(image, entries, 0, kFdr3Entries, Fdr3EntryFree)) {
+    shared.WriteLimit = RoomLimit::DirectoryEntries;
+    return 1;
+  }
   if (!WriteSideImage(shared, image, 40, 0, kFdr3SectorOrder, false)) return 1;
   shared.WrittenName = name + ".U" + TwoDigits(number);
   return 0;

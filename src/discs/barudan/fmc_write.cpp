@@ -126,7 +126,10 @@ int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile) {
   BufferedFile file(OpenFile(shared.platform, working.Path()));
   const int64_t length = file.Length();
   shared.DiscByteCount = FmcFreeBytes(shared, false);
-  if (shared.DiscByteCount < length) return 5;
+  if (shared.DiscByteCount < length) {
+    shared.WriteLimit = RoomLimit::Blocks;
+    return 5;
+  }
 
   std::string header(512, ' ');
   file.Read(reinterpret_cast<uint8_t*>(header.data()), header.size());
@@ -163,7 +166,10 @@ int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile) {
   file.Close();
 
   // The new entries over the lowest free ones; entry 0 is the signature.
-  if (!PlaceEntries(fmc.DirectoryImage, entries, 1, kFmcEntries, FmcEntryFree)) return 1;
+  if (!PlaceEntries(fmc.DirectoryImage, entries, 1, kFmcEntries, FmcEntryFree)) {
+    shared.WriteLimit = RoomLimit::DirectoryEntries;
+    return 1;
+  }
   // The design's index record in the last free record, if there is one.
   for (int record = 35; record >= 0; --record) {
     const size_t at = static_cast<size_t>(record) * 32;

@@ -67,7 +67,10 @@ int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile) {
   });
   if (number == 0) return 4;
   // A record that would not fit is no room left.
-  if (ZskDirectoryFull(records.size())) return 5;
+  if (ZskDirectoryFull(records.size())) {
+    shared.WriteLimit = RoomLimit::DirectoryEntries;
+    return 5;
+  }
 
   const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
   const int16_t converted = ConvertForDisc(shared, sourceFile, "DSZ", working.Path());
@@ -78,7 +81,10 @@ int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile) {
   zsk.FreeHead = ZskField(table, 2);
   const int freeBlocks = ZskField(table, 0);
   BufferedFile file(OpenFile(shared.platform, working.Path()));
-  if (static_cast<int64_t>(freeBlocks) * kZskBlockBytes < file.Length()) return 5;
+  if (static_cast<int64_t>(freeBlocks) * kZskBlockBytes < file.Length()) {
+    shared.WriteLimit = RoomLimit::Blocks;
+    return 5;
+  }
 
   file.Seek(512);
   int block = zsk.FreeHead;
