@@ -70,22 +70,22 @@ struct ThreadTableAt {
 // The trim record a destination gets in front of the last jumps written, where a DST
 // source draws a trim as a run of jumps.
 struct DrawnTrim {
-  std::string_view record{};
+  std::string_view record = "";
   int back = 0;  // bytes of the four jumps it goes ahead of
 };
 
 struct Codec {
   int16_t code = 0;
-  std::string_view fileEnd{};    // the last three characters of a file name, upper case; empty: none
-  std::string_view extension{};  // what path resolution appends to a drive path
-  std::string_view family{};     // the machine maker's name for it
-  std::string_view nameEnd{};    // how a file of a format without a file end of its own is named
+  std::string_view fileEnd = "";    // the last three characters of a file name, upper case; empty: none
+  std::string_view extension = "";  // what path resolution appends to a drive path
+  std::string_view family = "";     // the machine maker's name for it
+  std::string_view nameEnd = "";    // how a file of a format without a file end of its own is named
   // Routes that keep a design, which the library API follows and the class doesn't: the
   // formats this one is read only into, and the ones it is written only from, blank-
   // separated ("QEP QCD"). A wrapper reads and writes whole only beside the formats of
   // the text header: others go by way of the records it wraps.
-  std::string_view readOnlyInto{};
-  std::string_view writtenOnlyFrom{};
+  std::string_view readOnlyInto = "";
+  std::string_view writtenOnlyFrom = "";
 
   DecodeFn decode = nullptr;   // null: not read
   EncodeFn encode = nullptr;   // null: not written
@@ -95,13 +95,13 @@ struct Codec {
 
   bool textHeader = false;  // 512 bytes ahead of the records: a source skips them, a
                             // destination gets spaces there and the text header at the end
-  std::string_view openingRecord{};
+  std::string_view openingRecord = "";
   Opening opening = Opening::None;
   DrawnTrim drawnTrim{};
 
   // A wrapper (T01, T03): the code whose records it holds, and the record its head ends in.
   int16_t wraps = 0;
-  std::string_view wrapperOpening{};
+  std::string_view wrapperOpening = "";
   bool Wrapper() const { return !wrapperOpening.empty(); }
   int64_t maxFileBytes = 0;       // a length field that ends the format's files there; 0: none
 
