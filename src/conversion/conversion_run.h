@@ -93,6 +93,13 @@ struct PassCounters {
   // CND: the parameter of the record just read, and the writer's jump mode.
   double CndParam = 0;
   bool CndJumpMode = false;
+
+  // KSM: the writer's jump mode and whether it has sewn yet; the reader's jump mode,
+  // and whether the record just read opened another writer's colour-change pair.
+  bool KsmJumpMode = true;
+  bool KsmSewn = false;
+  bool KsmRead = false;
+  bool KsmPairOpened = false;
 };
 
 struct ConversionRun : PassCounters {

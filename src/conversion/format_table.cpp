@@ -12,9 +12,6 @@ namespace {
 
 // The formats whose rules this build doesn't have yet: their names and extensions
 // only, so that names resolve and the command can say what it can't do.
-constexpr Codec kKsm = {.code = kCodeKsm, .fileEnd = "KSM", .extension = ".KSM", .family = "Pfaff",
-                        .textHeader = true, .openingRecord = std::string_view("\x00\x00\x87", 3),
-                        .opening = Opening::BehindHead};
 constexpr Codec kExp = {.code = kCodeExp, .fileEnd = "EXP", .extension = ".EXP",
                         .family = "Melco Premier, expanded"};
 constexpr Codec k10o = {.code = kCode10o, .fileEnd = "10O", .extension = ".10O", .family = "Toyota"};
@@ -44,7 +41,7 @@ constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
 
 // In code order; refused names first.
 constexpr std::array<const Codec*, 25> kCodecs = {
-    &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsm,      &kQepCodec, &kT01Codec,
+    &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsmCodec, &kQepCodec, &kT01Codec,
     &kCndCodec,     &kExp,      &kQcdCodec, &kT03Codec, &k10o,      &kEmnet,    &kVst,
     &kXxx,          &kEmd,      &kJef,      &kSew,      &kUFileCodec, &kPes,    &kPcm,
     &kPcs,          &kHus,      &kVip,      &kShv,

@@ -12,6 +12,7 @@ extern const Codec kDstCodec;    // dst.cpp
 extern const Codec kDsbCodec;    // dsb_dsz.cpp
 extern const Codec kUFileCodec;  // dsb_dsz.cpp
 extern const Codec kDszCodec;    // dsb_dsz.cpp
+extern const Codec kKsmCodec;    // ksm.cpp
 extern const Codec kQepCodec;    // qep_qcd.cpp
 extern const Codec kQcdCodec;    // qep_qcd.cpp
 extern const Codec kCndCodec;    // cnd.cpp
