@@ -12,9 +12,6 @@ namespace {
 
 // The formats whose rules this build doesn't have yet: their names and extensions
 // only, so that names resolve and the command can say what it can't do.
-constexpr Codec kExp = {.code = kCodeExp, .fileEnd = "EXP", .extension = ".EXP",
-                        .family = "Melco Premier, expanded"};
-constexpr Codec k10o = {.code = kCode10o, .fileEnd = "10O", .extension = ".10O", .family = "Toyota"};
 constexpr Codec kEmnet = {.code = kCodeEmnet, .fileEnd = "   ", .extension = ".", .family = "Emnet"};
 constexpr Codec kVst = {.code = kCodeVst, .fileEnd = "VST", .extension = ".VST", .family = "Midwest",
                         .drawnTrim = {.record = std::string_view("\x00\x00\x14", 3), .back = 12},
@@ -42,7 +39,7 @@ constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
 // In code order; refused names first.
 constexpr std::array<const Codec*, 25> kCodecs = {
     &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsmCodec, &kQepCodec, &kT01Codec,
-    &kCndCodec,     &kExp,      &kQcdCodec, &kT03Codec, &k10o,      &kEmnet,    &kVst,
+    &kCndCodec,     &kExpCodec, &kQcdCodec, &kT03Codec, &k10oCodec, &kEmnet,    &kVst,
     &kXxx,          &kEmd,      &kJef,      &kSew,      &kUFileCodec, &kPes,    &kPcm,
     &kPcs,          &kHus,      &kVip,      &kShv,
 };

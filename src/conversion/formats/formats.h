@@ -18,6 +18,8 @@ extern const Codec kQcdCodec;    // qep_qcd.cpp
 extern const Codec kCndCodec;    // cnd.cpp
 extern const Codec kT01Codec;    // t01_t03.cpp
 extern const Codec kT03Codec;    // t01_t03.cpp
+extern const Codec kExpCodec;    // exp_10o.cpp
+extern const Codec k10oCodec;    // exp_10o.cpp
 extern const Codec kRefusedCodec;  // refused.cpp
 
 // DST's balanced-ternary records (dst.cpp), which the bench and tests build designs with.
