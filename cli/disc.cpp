@@ -67,6 +67,11 @@ const DiscEntry* FindEntry(const Disc& disc, const EntryArgs& args, const std::s
   return nullptr;
 }
 
+std::string FamilyLabel(const DiscListing& listing) {
+  if (!listing.format.empty()) return listing.format;
+  return std::string(DiscFamilyName(listing.family)) + " disc";
+}
+
 void PrintDesigns(const DiscListing& listing) {
   for (const DiscEntry& d : listing.designs) std::printf("%4d  %s\n", d.line, d.text.c_str());
 }

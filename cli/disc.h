@@ -46,6 +46,10 @@ void AddEntryOptions(CLI::App& verb, EntryArgs& args);
 const DiscEntry* FindEntry(const Disc& disc, const EntryArgs& args, const std::string& doing,
                            int& exitCode);
 
+// The family as the disc names it ("Barudan FMC"), or as the command does for a disc
+// that names nothing yet ("fmc disc").
+std::string FamilyLabel(const DiscListing& listing);
+
 // The listing's lines, "   0  A01     .DAT       44".
 void PrintDesigns(const DiscListing& listing);
 nlohmann::ordered_json ListingJson(const DiscListing& listing, const std::string& image);

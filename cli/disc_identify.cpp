@@ -22,10 +22,7 @@ void AddDiscIdentify(CLI::App& disc, int& exitCode) {
       std::cout << ListingJson(listing, args->image).dump(2) << "\n";
       return;
     }
-    const std::string family = listing.format.empty()
-                                   ? std::string(DiscFamilyName(listing.family)) + " disc"
-                                   : listing.format;
-    std::cout << family << ": "
+    std::cout << FamilyLabel(listing) << ": "
               << (listing.designs.empty() ? "no designs on the disc" : "listed") << "\n";
     PrintDesigns(listing);
     std::cout << listing.freeStitches << " stitches free\n";

@@ -20,7 +20,8 @@ void AddDiscList(CLI::App& disc, int& exitCode) {
       return;
     }
     if (listing.designs.empty()) {
-      std::cout << "no designs on the disc\n";
+      std::cout << FamilyLabel(listing) << ": no designs on the disc, " << listing.freeStitches
+                << " stitches free\n";
       return;
     }
     std::cout << listing.format << ": " << listing.designs.size()
