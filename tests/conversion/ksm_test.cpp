@@ -255,51 +255,6 @@ TEST(KsmReading, ThisSystemsKsmReadsAlikeThroughBothFaces) {
   EXPECT_EQ(test::NeedlesOf(dir / "library.DST"), test::NeedlesOf(dir / "a.DST"));
 }
 
-struct Shape {
-  int64_t stitches = 0;
-  int64_t colourChanges = 0;
-  double width = 0;  // 0.1 mm
-  double height = 0;
-};
-
-Shape ShapeOf(const std::string& path) {
-  DesignSummary s;
-  EXPECT_EQ(SummariseDesign(path, s).value(), 0) << path;
-  return {s.stitches, s.colourChanges, s.plusX + s.minusX, s.plusY + s.minusY};
-}
-
-// The other program splits and leaves out a few stitches its own way: stitches within
-// 3 %, the same colour changes, the size within 0.5 mm.
-void ExpectSameDesign(const Shape& got, const Shape& want, const std::string& what) {
-  EXPECT_LE(std::abs(static_cast<double>(got.stitches - want.stitches)),
-            0.03 * static_cast<double>(want.stitches))
-      << what << ": " << got.stitches << " stitches, the DST has " << want.stitches;
-  EXPECT_EQ(got.colourChanges, want.colourChanges) << what;
-  EXPECT_NEAR(got.width, want.width, 5.0) << what;
-  EXPECT_NEAR(got.height, want.height, 5.0) << what;
-}
-
-TEST(KsmSamples, ReadAsTheDesignOfTheirDst) {
-  const std::string samples = test::Samples();
-  test::TempDir dir;
-  for (const auto& [ksm, dst, colours] :
-       {std::tuple<std::string, std::string, int>{"shamrockin.ksm", "shamrockin.dst", 0},
-        {"Star.ksm", "Star.DST", 1}}) {
-    const Shape want = ShapeOf(samples + "/" + dst);
-    ASSERT_EQ(want.colourChanges, colours) << dst;
-    ExpectSameDesign(ShapeOf(samples + "/" + ksm), want, ksm);
-    // Converted to DST by the library, and read back.
-    ASSERT_EQ(Convert(samples + "/" + ksm, dir / "library.DST").value(), 0) << ksm;
-    ExpectSameDesign(ShapeOf(dir / "library.DST"), want, ksm + " as DST");
-    // Neither sample holds 0x18 or a whole colour pair: the class reads them alike.
-    Converter convert;
-    ASSERT_EQ(convert(samples + "/" + ksm, dir / "class.DST"), 0) << ksm;
-    EXPECT_EQ(test::ReadBytes(dir / "class.DST").substr(512),
-              test::ReadBytes(dir / "library.DST").substr(512))
-        << ksm;
-  }
-}
-
 TEST(KsmHostile, TruncatedFilesKeepEveryWholeRecordBeforeTheCut) {
   test::TempDir dir;
   test::WriteBytes(dir / "a.DST", test::ZigzagDst(40, 60, -70, 9));
