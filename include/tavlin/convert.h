@@ -12,7 +12,7 @@ struct ConvertOptions {
   // The longest piece of a split move, 20 to 121 (0.1 mm).
   int16_t maxStitchLength = 50;
   // Called now and then with the work done and the whole; may be empty.
-  std::function<void(double done, double total)> progress;
+  std::function<void(double done, double total)> progress{};
 };
 
 // Why no conversion from the one file's format to the other's keeps a design ("QCD

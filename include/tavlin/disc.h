@@ -44,7 +44,7 @@ struct DiscListing {
 struct DiscWriteOptions {
   std::string name;  // FDR3: the design's name; DOS: the file's name, whose extension is the format
   bool replace = false;  // DOS: a file of that name is replaced, not refused
-  std::function<void(double done, double total)> progress;
+  std::function<void(double done, double total)> progress{};
 };
 
 class Disc {

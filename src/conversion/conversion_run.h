@@ -27,6 +27,10 @@ enum StepKindCode : int16_t {
   KindSeven = KindOf(StepKind::Seven),
 };
 
+// A colour change that names a needle (23 to 30), and any colour change.
+constexpr bool IsNeedleKind(int16_t kind) { return kind >= KindNeedle && kind <= KindNeedle + 7; }
+constexpr bool ChangesColourKind(int16_t kind) { return kind == KindColour || IsNeedleKind(kind); }
+
 // What a conversion takes from its caller, and what it hands back: the files it opens
 // are reached through the platform, and nothing else of the caller's state is seen.
 struct ConversionSettings {

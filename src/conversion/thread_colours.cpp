@@ -41,8 +41,8 @@ std::string ChooseThreadPalette(int16_t sourceType, int16_t destType, BufferedFi
 
 std::string BuildUniqueColours(int16_t sourceType, BufferedFile& source,
                                std::array<int16_t, 129>& colourList) {
-  const ThreadTableAt at = CodecOf(sourceType).threadTable;
-  if (!at.Present()) return {};
+  const ThreadTableAt tableAt = CodecOf(sourceType).threadTable;
+  if (!tableAt.Present()) return {};
   const std::string table = ReadThreadTable(source, sourceType);
   if (table.size() / 3 > colourList.size()) throw RunTimeError(kSubscriptOutOfRange);
   std::string unique;
@@ -65,7 +65,7 @@ std::string BuildUniqueColours(int16_t sourceType, BufferedFile& source,
       unique += '\0' + triple;
     }
   }
-  source.Seek(at.resume);
+  source.Seek(tableAt.resume);
   return unique;
 }
 

@@ -35,7 +35,6 @@ int16_t Signed(int magnitude, bool negative) {
 
 uint8_t Magnitude(int16_t value) { return static_cast<uint8_t>(std::abs(value) & 0x7F); }
 
-bool IsNeedle(int16_t kind) { return kind >= KindNeedle && kind <= KindNeedle + 7; }
 
 // The needle rotor goes 2, 3, 4, 5, 1, 2 ... through a design's colour changes.
 int16_t TurnRotor(ConversionRun& run) {
@@ -72,7 +71,7 @@ void EncodeDsb(ConversionRun& run) {
     r[0] |= 1;
   } else if (step.StepKind == KindColour) {
     r[0] |= static_cast<uint8_t>(TurnRotor(run) + 8);
-  } else if (IsNeedle(step.StepKind)) {
+  } else if (IsNeedleKind(step.StepKind)) {
     r[0] |= static_cast<uint8_t>(step.StepKind - 15);
   }
   run.WriteBytes(r, 3);
@@ -89,8 +88,7 @@ Decoded DecodeDsz(ConversionRun& run) {
   if (!run.ReadRecord(r, 3) || r[2] == 0x90) return Decoded::End;
   const bool otherWriters = run.settings.ReadsOtherWriters;
   if (otherWriters && r[2] == kDszOtherEnd) return Decoded::End;
-  run.step.StepY = Signed(r[0] & 0x7F, (r[2] & 0x20) != 0);
-  run.step.StepX = Signed(r[1] & 0x7F, (r[2] & 0x40) != 0);
+  ReadDszMovement(r, run.step);
   const int code = r[2] & 0x1F;
   switch (code) {
     case 0: break;
@@ -117,9 +115,8 @@ Decoded DecodeDsz(ConversionRun& run) {
 
 void EncodeDsz(ConversionRun& run) {
   const StitchStep& step = run.step;
-  uint8_t r[3] = {Magnitude(step.StepY), Magnitude(step.StepX), 0x80};
-  if (step.StepX < 0) r[2] |= 0x40;
-  if (step.StepY < 0) r[2] |= 0x20;
+  uint8_t r[3];
+  PutDszMovement(step, r);
   if (step.StepKind == KindJump) {
     r[2] |= 1;
   } else if (step.StepKind == KindColour) {
@@ -133,6 +130,19 @@ void EncodeDsz(ConversionRun& run) {
 void EndDsz(ConversionRun& run) { run.WriteBytes(std::string_view("\x00\x00\x90", 3)); }
 
 }  // namespace
+
+void ReadDszMovement(const uint8_t r[3], StitchStep& step) {
+  step.StepY = Signed(r[0] & 0x7F, (r[2] & 0x20) != 0);
+  step.StepX = Signed(r[1] & 0x7F, (r[2] & 0x40) != 0);
+}
+
+void PutDszMovement(const StitchStep& step, uint8_t r[3]) {
+  r[0] = Magnitude(step.StepY);
+  r[1] = Magnitude(step.StepX);
+  r[2] = 0x80;
+  if (step.StepX < 0) r[2] |= 0x40;
+  if (step.StepY < 0) r[2] |= 0x20;
+}
 
 const Codec kDsbCodec = {
     .code = kCodeDsb,

@@ -123,7 +123,7 @@ uint32_t TernaryBits(int16_t kind, int16_t stepY, int16_t stepX) {
     case KindColour: flags = 0xC3; break;
     case KindMark: return 0x430000;  // a mark carries no movement
     default:
-      if (kind >= KindNeedle && kind <= KindNeedle + 7) flags = 0xC3;
+      if (IsNeedleKind(kind)) flags = 0xC3;
       break;
   }
   uint32_t bits = flags << 16;

@@ -51,11 +51,10 @@ Decoded DecodeExp(ConversionRun& run) {
   return Decoded::Step;
 }
 
-bool IsNeedle(int16_t kind) { return kind >= KindNeedle && kind <= KindNeedle + 7; }
 
 void EncodeExp(ConversionRun& run) {
   const StitchStep& step = run.step;
-  if (step.StepKind == KindColour || IsNeedle(step.StepKind)) {
+  if (ChangesColourKind(step.StepKind)) {
     run.WriteBytes(std::string_view("\x80\x01", 2));
   } else if (step.StepKind == KindMark) {
     run.WriteBytes(std::string_view("\x80\x80", 2));

@@ -33,6 +33,13 @@ uint32_t TernaryBits(int16_t kind, int16_t stepY, int16_t stepX);
 // The same as three bytes.
 void EncodeTernary(int16_t kind, int16_t stepY, int16_t stepX, uint8_t out[3]);
 
+// The movement of a record laid out as DSZ lays it, which KSM shares: |y| and |x| in the
+// low seven bits of bytes 0 and 1, and in byte 2 0x40 for a negative X, 0x20 for a
+// negative Y (dsb_dsz.cpp).
+void ReadDszMovement(const uint8_t r[3], StitchStep& step);
+// Bytes 0 and 1 and the sign bits of byte 2, over 0x80; the caller adds the code.
+void PutDszMovement(const StitchStep& step, uint8_t r[3]);
+
 // The wrapper of T01 and T03 (t01_t03.cpp), which the frame's pass start runs: it
 // positions a wrapped source, writes a wrapped destination's head, and pads and counts
 // the destination at the end.

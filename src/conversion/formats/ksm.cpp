@@ -1,8 +1,6 @@
 // Pfaff KSM: three-byte sign-and-magnitude records with no jump flag of their own.
 // Marker records switch a jump mode on and off, so the writer and the reader each keep
 // that mode from one record to the next.
-#include <cstdlib>
-
 #include "conversion/formats/formats.h"
 
 namespace tavlin {
@@ -27,21 +25,17 @@ constexpr int kOtherJumpsOff = 0x18;
 constexpr int kOtherColourOpens = 0x1B;
 constexpr int kOtherColourCloses = 0x1C;
 
-bool IsColourOrNeedle(int16_t kind) {
-  return kind == KindColour || (kind >= KindNeedle && kind <= KindNeedle + 7);
-}
 
 void WriteMarker(ConversionRun& run, uint8_t third) {
   const uint8_t marker[3] = {0x00, 0x00, third};
   run.WriteBytes(marker, 3);
 }
 
-uint8_t Magnitude(int16_t value) { return static_cast<uint8_t>(std::abs(value) & 0x7F); }
 
 void EncodeKsm(ConversionRun& run) {
   const StitchStep& step = run.step;
   if (step.StepKind == KindStitch) run.KsmSewn = true;
-  if (step.StepKind == KindJump || IsColourOrNeedle(step.StepKind)) {
+  if (step.StepKind == KindJump || ChangesColourKind(step.StepKind)) {
     // Jumps after stitches need the mode switched on; the first jumps of a design
     // have it on from the opening record.
     if (!run.KsmJumpMode && run.KsmSewn) {
@@ -53,9 +47,8 @@ void EncodeKsm(ConversionRun& run) {
     run.KsmJumpMode = false;
     WriteMarker(run, kKsmStitchesAhead);
   }
-  uint8_t r[3] = {Magnitude(step.StepY), Magnitude(step.StepX), 0x80};
-  if (step.StepX < 0) r[2] |= 0x40;
-  if (step.StepY < 0) r[2] |= 0x20;
+  uint8_t r[3];
+  PutDszMovement(step, r);
   run.WriteBytes(r, 3);
 }
 
@@ -80,8 +73,7 @@ Decoded DecodeKsm(ConversionRun& run) {
     // Markers carry nothing: the cycle is counted, but no step comes of it.
     if (!colour && !moves) return Decoded::NoStep;
   }
-  run.step.StepY = static_cast<int16_t>((r[2] & 0x20) != 0 ? -magnitudeY : magnitudeY);
-  run.step.StepX = static_cast<int16_t>((r[2] & 0x40) != 0 ? -magnitudeX : magnitudeX);
+  ReadDszMovement(r, run.step);
   if (run.KsmRead) {
     run.step.StepKind = KindJump;
     if (colour) {

@@ -70,7 +70,7 @@ Decoded DecodeQep(ConversionRun& run) {
   run.QepPrevX = x;
   run.QepPrevY = y;
   run.step.StepKind = static_cast<int16_t>(code);
-  if (code == KindColour || (code >= KindNeedle && code <= KindNeedle + 7)) {
+  if (ChangesColourKind(static_cast<int16_t>(code))) {
     if (code == KindNeedle) run.PendingStop = true;
     run.step.StepKind = KindColour;
     run.NextColour();
