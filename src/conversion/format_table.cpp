@@ -85,6 +85,11 @@ bool CanConvert(int16_t sourceType, int16_t destType) {
   return source != nullptr && dest != nullptr && source->Reads() && dest->Writes();
 }
 
+DesignSize ScanDesignSize(BufferedFile& source, int16_t sourceType) {
+  const Codec& codec = CodecOf(sourceType);
+  return codec.scanSize != nullptr ? codec.scanSize(source) : DesignSize{};
+}
+
 namespace {
 
 bool Lists(std::string_view list, std::string_view fileEnd) {

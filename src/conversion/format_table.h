@@ -48,6 +48,15 @@ using DecodeFn = Decoded (*)(ConversionRun&);
 using EncodeFn = void (*)(ConversionRun&);
 using RunHookFn = void (*)(ConversionRun&);
 
+// The design's size as a source's head gives it before the first record (0.1 mm), for the
+// destinations that must know it first: PES, JEF and SEW.
+struct DesignSize {
+  int16_t DesignHeight = 0, DesignWidth = 0, DesignColours = 0;
+  int16_t PlusX = 0, MinusX = 0, PlusY = 0, MinusY = 0;
+};
+// Reads the size from the head and leaves the file at the start of the stitch data.
+using ScanSizeFn = DesignSize (*)(BufferedFile&);
+
 // Where the frame writes a destination's opening record.
 enum class Opening {
   None,
@@ -121,6 +130,7 @@ struct Codec {
   bool designService = false;     // HUS, SHV: only the design-file service reads and writes them
   bool threadBytes = false;       // HUS: a zero and a palette index per thread from offset 41
   ThreadTableAt threadTable{};       // a source's RGB thread table
+  ScanSizeFn scanSize = nullptr;     // a source whose head gives the design's size (QEP, VST)
   ThreadPalette palette = ThreadPalette::Pes;  // a destination's palette
 
   // Whether this build reads or writes it (a wrapper as the records it holds).
@@ -151,6 +161,10 @@ bool CanConvert(int16_t sourceType, int16_t destType);
 // whole, source first and destination last; empty when no route keeps it, with `why`
 // saying what would work.
 std::vector<int16_t> RouteOf(int16_t sourceType, int16_t destType, std::string& why);
+
+// The size a source's head gives, and the file left at its stitch data; a source whose
+// head gives none gives zeros and its file doesn't move.
+DesignSize ScanDesignSize(BufferedFile& source, int16_t sourceType);
 
 // The code for a file name by its last three characters; -2 for a refused one.
 int16_t FindFormatCode(std::string_view fileName);

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "conversion/format_table.h"
+#include "platform/files.h"
 #include "tavlin/convert.h"
 #include "tavlin/design.h"
 #include "test_support.h"
@@ -70,6 +72,30 @@ TEST(Qep, RecordsHoldAbsolutePositionsWithYDown) {
   const std::string qcd = test::ReadBytes(dir / "b.QCD");
   EXPECT_EQ(qcd.substr(12, 8), "DSC.   \r");
   EXPECT_EQ(qcd.substr(94), qep.substr(94));
+}
+
+TEST(Qep, ItsHeadGivesTheDesignSizeBeforeTheFirstRecord) {
+  test::TempDir dir;
+  test::WriteBytes(dir / "a.DST", DstFile({{KindStitch, 30, -20}, {KindColour, 0, 0},
+                                           {KindStitch, -50, 45}}));
+  ASSERT_EQ(Converter()(dir / "a.DST", dir / "b.QEP"), 0);
+  PlatformState platform;
+  BufferedFile qep(OpenFile(platform, dir / "b.QEP"));
+  qep.Seek(300);
+  const DesignSize size = ScanDesignSize(qep, kCodeQep);
+  EXPECT_EQ(qep.Position(), 0);
+  EXPECT_EQ(size.PlusX, 30);
+  EXPECT_EQ(size.MinusX, 20);
+  EXPECT_EQ(size.PlusY, 25);
+  EXPECT_EQ(size.MinusY, 20);
+  EXPECT_EQ(size.DesignWidth, 50);
+  EXPECT_EQ(size.DesignHeight, 45);
+  EXPECT_EQ(size.DesignColours, 2);
+  // A head without sizes gives zeros and leaves the file where it was.
+  BufferedFile dst(OpenFile(platform, dir / "a.DST"));
+  dst.Seek(300);
+  EXPECT_EQ(ScanDesignSize(dst, kCodeDst).DesignWidth, 0);
+  EXPECT_EQ(dst.Position(), 300);
 }
 
 TEST(Qep, ReadingGivesStepsFromThePreviousPosition) {

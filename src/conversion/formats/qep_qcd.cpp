@@ -4,6 +4,7 @@
 
 #include "conversion/formats/formats.h"
 #include "conversion/numbers.h"
+#include "conversion/text_header.h"
 #include "platform/run_time_error.h"
 
 namespace tavlin {
@@ -16,6 +17,24 @@ constexpr int16_t kFunctionSeven = 10;
 
 int16_t Signed16(const uint8_t* bytes) {
   return static_cast<int16_t>(bytes[0] | (bytes[1] << 8));
+}
+
+// The extents of the text header, sign dropped, and the colour count at 103.
+DesignSize ScanQepSize(BufferedFile& source) {
+  std::string head(512, ' ');
+  source.Seek(0);
+  head.resize(source.Read(reinterpret_cast<uint8_t*>(head.data()), head.size()));
+  const HeaderExtents extents = ReadHeaderExtents(head);
+  DesignSize size;
+  size.PlusX = static_cast<int16_t>(std::abs(extents.plusX));
+  size.MinusX = static_cast<int16_t>(std::abs(extents.minusX));
+  size.PlusY = static_cast<int16_t>(std::abs(extents.plusY));
+  size.MinusY = static_cast<int16_t>(std::abs(extents.minusY));
+  size.DesignWidth = static_cast<int16_t>(size.PlusX + size.MinusX);
+  size.DesignHeight = static_cast<int16_t>(size.PlusY + size.MinusY);
+  if (head.size() >= 105) size.DesignColours = Signed16(reinterpret_cast<const uint8_t*>(head.data()) + 103);
+  source.Seek(0);
+  return size;
 }
 
 void WriteRecord(ConversionRun& run, int code, double x, double y) {
@@ -131,6 +150,7 @@ const Codec kQepCodec = {
     .keepsNeedles = true,
     .keepsFunctionCodes = true,
     .threadTable = {.count = 103, .table = 113, .resume = 0},
+    .scanSize = ScanQepSize,
 };
 
 // QCD is read only into CND, which works from the record itself.
