@@ -1,4 +1,5 @@
 // tavlin info FILE: what a stitch file holds, read through its decoder.
+#include <cstdio>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
@@ -9,6 +10,13 @@
 namespace tavlin::cli {
 
 namespace {
+
+// "#RRGGBB", as colours are written for people.
+std::string HexColour(const ThreadColour& t) {
+  char text[8];
+  std::snprintf(text, sizeof text, "#%02X%02X%02X", t.red, t.green, t.blue);
+  return text;
+}
 
 std::string FormatName(int16_t code) {
   for (const FormatInfo& f : StitchFormats()) {
@@ -49,6 +57,16 @@ void AddInfo(CLI::App& app, int& exitCode) {
            {{"+X", s.plusX / 10}, {"-X", s.minusX / 10}, {"+Y", s.plusY / 10},
             {"-Y", s.minusY / 10}}},
       };
+      if (!s.hoop.empty()) out["hoop"] = s.hoop;
+      if (!s.version.empty()) out["version"] = s.version;
+      if (!s.threads.empty()) {
+        auto& threads = out["threads"] = nlohmann::ordered_json::array();
+        for (const ThreadColour& t : s.threads) {
+          nlohmann::ordered_json thread = {{"rgb", HexColour(t)}};
+          if (t.paletteKey >= 0) thread["palette_key"] = t.paletteKey;
+          threads.push_back(thread);
+        }
+      }
       std::cout << out.dump(2) << "\n";
       return;
     }
@@ -61,6 +79,14 @@ void AddInfo(CLI::App& app, int& exitCode) {
               << "other records   " << s.others << "\n"
               << "extents (mm)    +X " << Millimetres(s.plusX) << "  -X " << Millimetres(s.minusX)
               << "  +Y " << Millimetres(s.plusY) << "  -Y " << Millimetres(s.minusY) << "\n";
+    if (!s.version.empty()) std::cout << "version         " << s.version << "\n";
+    if (!s.hoop.empty()) std::cout << "hoop            " << s.hoop << "\n";
+    for (size_t i = 0; i < s.threads.size(); ++i) {
+      std::cout << (i == 0 ? "threads         " : "                ") << i + 1 << ": "
+                << HexColour(s.threads[i]);
+      if (s.threads[i].paletteKey >= 0) std::cout << " (palette " << s.threads[i].paletteKey << ")";
+      std::cout << "\n";
+    }
   });
 }
 

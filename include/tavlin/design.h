@@ -57,6 +57,14 @@ struct DesignStep {
   int16_t colour = 1;
 };
 
+// A thread as a file stores it: its colour, and the key in the maker's palette where the
+// file stores a key (-1 where it stores the colour itself).
+struct ThreadColour {
+  uint8_t red = 0, green = 0, blue = 0;
+  int paletteKey = -1;
+  bool operator==(const ThreadColour&) const = default;
+};
+
 struct DesignSummary {
   int16_t format = -2;
   int64_t records = 0;
@@ -66,6 +74,11 @@ struct DesignSummary {
   int64_t others = 0;
   // Extents from the start point, in 0.1 mm: right, left, up, down.
   double plusX = 0, minusX = 0, plusY = 0, minusY = 0;
+  // What the file itself says of its threads, in stitching order, and of its hoop and
+  // version; empty where the format stores none.
+  std::vector<ThreadColour> threads;
+  std::string hoop;
+  std::string version;
 };
 
 // Streams the file's steps through its decoder.

@@ -4,6 +4,7 @@
 
 #include "conversion/convert.h"
 #include "conversion/format_table.h"
+#include "conversion/thread_colours.h"
 #include "platform/run_time_error.h"
 
 namespace tavlin {
@@ -63,6 +64,23 @@ int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
     return kOutOfMemory;
   }
   return 0;
+}
+
+SourceFacts ReadSourceFacts(PlatformState& platform, const std::string& path, int16_t colourIndex) {
+  SourceFacts facts;
+  const int16_t type = FindFormatCode(path);
+  const Codec& codec = CodecOf(type);
+  try {
+    if (!FileExists(platform, path)) return facts;
+    BufferedFile file(OpenFile(platform, path));
+    if (codec.describeHead != nullptr) facts.head = codec.describeHead(file);
+    facts.threads = ReadThreadColours(platform, file, path, type, colourIndex);
+  } catch (const RunTimeError&) {
+    facts = SourceFacts{};
+  } catch (const std::bad_alloc&) {
+    facts = SourceFacts{};
+  }
+  return facts;
 }
 
 }  // namespace tavlin

@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 
+#include "conversion/format_table.h"
 #include "platform/drives.h"
 #include "tavlin/design.h"
 
@@ -18,5 +19,14 @@ using DecodedStep = DesignStep;
 int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
                         const std::function<void(const DecodedStep&)>& visit,
                         bool readsOtherWriters = false);
+
+// What a source file says beside its stitches: its threads and what its head names.
+struct SourceFacts {
+  std::vector<ThreadColour> threads;
+  HeadFacts head;
+};
+// `colourIndex` is the number of colours its stream gave. A file that can't be opened
+// or read says nothing.
+SourceFacts ReadSourceFacts(PlatformState& platform, const std::string& path, int16_t colourIndex);
 
 }  // namespace tavlin

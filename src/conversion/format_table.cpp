@@ -16,21 +16,28 @@ constexpr Codec kEmnet = {.code = kCodeEmnet, .fileEnd = "   ", .extension = "."
 constexpr Codec kVst = {.code = kCodeVst, .fileEnd = "VST", .extension = ".VST", .family = "Midwest",
                         .drawnTrim = {.record = std::string_view("\x00\x00\x14", 3), .back = 12},
                         .namesDesign = true,
-                        .threadTable = {.count = 78, .table = 123, .resume = 1024}};
-constexpr Codec kXxx = {.code = kCodeXxx, .fileEnd = "XXX", .extension = ".XXX", .family = "Singer"};
-constexpr Codec kEmd = {.code = kCodeEmd, .fileEnd = "EMD", .extension = ".EMD", .family = "Elna"};
+                        .threadTable = {.count = 78, .table = 123, .resume = 1024},
+                        .threadSource = ThreadSource::Triples};
+constexpr Codec kXxx = {.code = kCodeXxx, .fileEnd = "XXX", .extension = ".XXX", .family = "Singer",
+                        .threadSource = ThreadSource::Xxx};
+constexpr Codec kEmd = {.code = kCodeEmd, .fileEnd = "EMD", .extension = ".EMD", .family = "Elna",
+                        .threadSource = ThreadSource::EmdColFile};
 constexpr Codec kJef = {.code = kCodeJef, .fileEnd = "JEF", .extension = ".JEF", .family = "Janome",
-                        .countsQepOpening = false, .palette = ThreadPalette::Jef};
+                        .countsQepOpening = false, .palette = ThreadPalette::Jef,
+                        .threadSource = ThreadSource::JefKeys};
 constexpr Codec kSew = {.code = kCodeSew, .fileEnd = "SEW", .extension = ".SEW", .family = "Janome",
-                        .palette = ThreadPalette::Jef};
+                        .palette = ThreadPalette::Jef, .threadSource = ThreadSource::SewKeys};
 constexpr Codec kPes = {.code = kCodePes, .fileEnd = "PES", .extension = ".PES", .family = "PES",
-                        .passes = 3, .countsColours = false, .halvesLongSteps = true};
+                        .passes = 3, .countsColours = false, .halvesLongSteps = true,
+                        .threadSource = ThreadSource::PecKeys};
 constexpr Codec kPcm = {.code = kCodePcm, .fileEnd = "PCM", .extension = ".PCM", .family = "Pfaff",
-                        .palette = ThreadPalette::Pcm};
-constexpr Codec kPcs = {.code = kCodePcs, .fileEnd = "PCS", .extension = ".PCS", .family = "Pfaff"};
+                        .palette = ThreadPalette::Pcm, .threadSource = ThreadSource::PcmKeys};
+constexpr Codec kPcs = {.code = kCodePcs, .fileEnd = "PCS", .extension = ".PCS", .family = "Pfaff",
+                        .threadSource = ThreadSource::PcsTable};
 constexpr Codec kHus = {.code = kCodeHus, .fileEnd = "HUS", .extension = ".HUS",
                         .family = "design-file service", .designService = true,
-                        .threadBytes = true, .palette = ThreadPalette::Hus};
+                        .threadBytes = true, .palette = ThreadPalette::Hus,
+                        .threadSource = ThreadSource::HusFile};
 // No file end gives VIP's code: "VIP" is refused like any unknown end.
 constexpr Codec kVip = {.code = kCodeVip, .extension = ".VIP", .family = "none"};
 constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",

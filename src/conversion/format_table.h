@@ -67,6 +67,18 @@ enum class Opening {
 // The palette whose indexes a destination stores for its threads.
 enum class ThreadPalette { Pes, Jef, Pcm, Hus };
 
+// Where a source keeps its thread colours, for the thread-colour writer and for `info`:
+// RGB triples at `threadTable`, palette keys in a head, a table behind the stitches, or a
+// file beside it.
+enum class ThreadSource { None, Triples, Xxx, EmdColFile, JefKeys, SewKeys, PecKeys, PcmKeys, PcsTable, HusFile };
+
+// What a file's head tells beyond its stitches: the hoop it was made for, its version.
+struct HeadFacts {
+  std::string hoop;
+  std::string version;
+};
+using DescribeFn = HeadFacts (*)(BufferedFile&);
+
 // Where a source keeps its RGB thread table: the count's offset, the table's offset,
 // and where the source is put back once the colours have been read.
 struct ThreadTableAt {
@@ -130,8 +142,10 @@ struct Codec {
   bool designService = false;     // HUS, SHV: only the design-file service reads and writes them
   bool threadBytes = false;       // HUS: a zero and a palette index per thread from offset 41
   ThreadTableAt threadTable{};       // a source's RGB thread table
-  ScanSizeFn scanSize = nullptr;     // a source whose head gives the design's size (QEP, VST)
   ThreadPalette palette = ThreadPalette::Pes;  // a destination's palette
+  ScanSizeFn scanSize = nullptr;     // a source whose head gives the design's size (QEP, VST)
+  ThreadSource threadSource = ThreadSource::None;
+  DescribeFn describeHead = nullptr; // a head that names a hoop or a version (PES, JEF)
 
   // Whether this build reads or writes it (a wrapper as the records it holds).
   bool Reads() const;

@@ -22,6 +22,18 @@ std::string ReadThreadTable(BufferedFile& source, int16_t sourceType) {
   return table;
 }
 
+std::vector<ThreadColour> ReadThreadColours(PlatformState& /*platform*/, BufferedFile& source,
+                                            const std::string& /*sourcePath*/, int16_t sourceType,
+                                            int16_t /*colourIndex*/) {
+  std::vector<ThreadColour> threads;
+  if (CodecOf(sourceType).threadSource != ThreadSource::Triples) return threads;
+  const std::string table = ReadThreadTable(source, sourceType);
+  for (size_t at = 0; at + 3 <= table.size(); at += 3) {
+    threads.push_back({ByteAt(table, at), ByteAt(table, at + 1), ByteAt(table, at + 2), -1});
+  }
+  return threads;
+}
+
 std::string ChooseThreadPalette(int16_t sourceType, int16_t destType, BufferedFile& source) {
   const std::string table = ReadThreadTable(source, sourceType);
   std::string indexes;

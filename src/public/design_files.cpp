@@ -52,7 +52,9 @@ std::error_code ReadDesign(const std::string& path,
 std::error_code SummariseDesign(const std::string& path, DesignSummary& summary) {
   summary = DesignSummary{};
   summary.format = FindFormatCode(path);
-  return ReadDesign(path, [&summary](const DesignStep& step) {
+  int16_t colours = 1;
+  const std::error_code ec = ReadDesign(path, [&summary, &colours](const DesignStep& step) {
+    colours = step.colour;
     summary.records += 1;
     if (step.kind == StepKind::Stitch) {
       summary.stitches += 1;
@@ -68,6 +70,13 @@ std::error_code SummariseDesign(const std::string& path, DesignSummary& summary)
     summary.plusY = std::max(summary.plusY, -step.posY);
     summary.minusY = std::max(summary.minusY, step.posY);
   });
+  if (ec) return ec;
+  PlatformState platform;
+  SourceFacts facts = ReadSourceFacts(platform, path, colours);
+  summary.threads = std::move(facts.threads);
+  summary.hoop = std::move(facts.head.hoop);
+  summary.version = std::move(facts.head.version);
+  return ec;
 }
 
 std::string WorkingPathBeside(const std::string& dest, const std::string& ending) {

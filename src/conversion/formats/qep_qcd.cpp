@@ -151,6 +151,7 @@ const Codec kQepCodec = {
     .keepsFunctionCodes = true,
     .threadTable = {.count = 103, .table = 113, .resume = 0},
     .scanSize = ScanQepSize,
+    .threadSource = ThreadSource::Triples,
 };
 
 // QCD is read only into CND, which works from the record itself.
