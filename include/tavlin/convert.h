@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 #include <system_error>
+#include <vector>
 
 namespace tavlin {
 
@@ -18,6 +19,10 @@ struct ConvertOptions {
 // Why no conversion from the one file's format to the other's keeps a design ("QCD
 // designs are read only into CND"), or empty when one does.
 std::string WhyNotConvertible(const std::string& source, const std::string& dest);
+
+// The formats a conversion passes through, source first and destination last ("DST",
+// "QEP", "PES"); empty where no route keeps the design.
+std::vector<std::string> ConversionRoute(const std::string& source, const std::string& dest);
 
 // Follows the formats' routes: a conversion that the two formats can't carry whole
 // goes by way of a working format (a U file to T01 by way of DST), or is refused

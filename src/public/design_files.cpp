@@ -104,6 +104,22 @@ std::string WhyNotConvertible(const std::string& source, const std::string& dest
   return why;
 }
 
+std::vector<std::string> ConversionRoute(const std::string& source, const std::string& dest) {
+  std::string why;
+  std::vector<std::string> names;
+  for (const int16_t code : RouteOf(FindFormatCode(source), FindFormatCode(dest), why)) {
+    const Codec& codec = CodecOf(code);
+    if (!codec.fileEnd.empty() && codec.fileEnd != "   ") {
+      names.emplace_back(codec.fileEnd);
+    } else if (codec.nameEnd.size() > 1) {
+      names.emplace_back(codec.nameEnd.substr(1));  // ".U01": a U file as its usual name ends
+    } else {
+      names.emplace_back(codec.family);
+    }
+  }
+  return names;
+}
+
 namespace {
 
 // Whether a source that keeps CND's machine functions holds any: a destination that

@@ -47,6 +47,15 @@ TEST(Command, ConvertsAndDescribesAFile) {
   EXPECT_NE(info.out.find("\"-Y\": 5.0"), std::string::npos) << info.out;
   Outcome text = Tavlin(dir, "info " + (dir / "b.T01"));
   EXPECT_NE(text.out.find("format          T01 (code 5)"), std::string::npos) << text.out;
+
+  // A route through a working format is said only when asked.
+  ASSERT_EQ(Tavlin(dir, "convert " + (dir / "a.DST") + " " + (dir / "c.U01")).exitCode, 0);
+  Outcome quiet = Tavlin(dir, "convert " + (dir / "c.U01") + " " + (dir / "d.T01"));
+  EXPECT_EQ(quiet.exitCode, 0) << quiet.err;
+  EXPECT_EQ(quiet.err, "");
+  Outcome told = Tavlin(dir, "convert --verbose " + (dir / "c.U01") + " " + (dir / "d.T01"));
+  EXPECT_EQ(told.exitCode, 0) << told.err;
+  EXPECT_EQ(told.err, "tavlin: U01 to T01 by way of DST\n");
 }
 
 TEST(Command, FailuresAreOneLineAndLeaveTheDestinationAlone) {
