@@ -104,6 +104,11 @@ struct PassCounters {
   bool KsmSewn = false;
   bool KsmRead = false;
   bool KsmPairOpened = false;
+
+  // VST and Emnet: whether the VST reader is yet to give the pass its first step, and
+  // the Emnet reader's control codes still waiting for steps to go with.
+  bool VstFirstRead = true;
+  int64_t EmnetJumps = 0, EmnetColours = 0, EmnetNeedles = 0;
 };
 
 struct ConversionRun : PassCounters {

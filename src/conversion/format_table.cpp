@@ -12,12 +12,6 @@ namespace {
 
 // The formats whose rules this build doesn't have yet: their names and extensions
 // only, so that names resolve and the command can say what it can't do.
-constexpr Codec kEmnet = {.code = kCodeEmnet, .fileEnd = "   ", .extension = ".", .family = "Emnet"};
-constexpr Codec kVst = {.code = kCodeVst, .fileEnd = "VST", .extension = ".VST", .family = "Midwest",
-                        .drawnTrim = {.record = std::string_view("\x00\x00\x14", 3), .back = 12},
-                        .namesDesign = true,
-                        .threadTable = {.count = 78, .table = 123, .resume = 1024},
-                        .threadSource = ThreadSource::Triples};
 constexpr Codec kXxx = {.code = kCodeXxx, .fileEnd = "XXX", .extension = ".XXX", .family = "Singer",
                         .threadSource = ThreadSource::Xxx};
 constexpr Codec kEmd = {.code = kCodeEmd, .fileEnd = "EMD", .extension = ".EMD", .family = "Elna",
@@ -46,7 +40,7 @@ constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
 // In code order; refused names first.
 constexpr std::array<const Codec*, 25> kCodecs = {
     &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsmCodec, &kQepCodec, &kT01Codec,
-    &kCndCodec,     &kExpCodec, &kQcdCodec, &kT03Codec, &k10oCodec, &kEmnet,    &kVst,
+    &kCndCodec,     &kExpCodec, &kQcdCodec, &kT03Codec, &k10oCodec, &kEmnetCodec, &kVstCodec,
     &kXxx,          &kEmd,      &kJef,      &kSew,      &kUFileCodec, &kPes,    &kPcm,
     &kPcs,          &kHus,      &kVip,      &kShv,
 };
