@@ -61,7 +61,7 @@ std::string RefusedFormat(const std::string& path, bool forReading) {
     if (f.code != code || code == -2) continue;
     if (forReading ? f.reads : f.writes) return {};
     return std::string("this build does not ") + (forReading ? "read " : "write ") +
-           (f.fileEnd.empty() ? f.extension : f.fileEnd) + " files";
+           f.name + " files";
   }
   return "the extension of " + path + " names no stitch format";
 }

@@ -77,10 +77,16 @@ const FormatInfo* FormatOf(const std::string& fileEnd) {
   return nullptr;
 }
 
-// A format that is read only into others comes back by way of the first of them,
-// until one that reads into anything.
+// Whether a format's designs come back only by way of others: read only into formats
+// that DST is not among (QCD, CND, which carry machine codes).
+bool ComesBackByWayOfOthers(const FormatInfo& format) {
+  return !format.readOnlyInto.empty() && (" " + format.readOnlyInto + " ").find(" DST ") == std::string::npos;
+}
+
+// A format that is read only into others, DST not among them, comes back by way of the
+// first of them, until one that reads into anything.
 std::error_code ReadBack(const std::string& path, const FormatInfo& format, Essence& essence) {
-  if (format.readOnlyInto.empty()) return ReadEssence(path, essence);
+  if (!ComesBackByWayOfOthers(format)) return ReadEssence(path, essence);
   std::string at = path;
   const FormatInfo* through = &format;
   while (!through->readOnlyInto.empty()) {
@@ -177,9 +183,11 @@ void AddDemo(CLI::App& app, int& exitCode) {
         verdict = "FAILED: the design read back differs";
       }
       // What the reference gives these two: CND's machine codes, seen only through QEP.
-      if (!format.readOnlyInto.empty()) verdict += " in CND's machine codes, read back through QEP";
+      if (ComesBackByWayOfOthers(format)) verdict += " in CND's machine codes, read back through QEP";
       if (verdict.rfind("OK", 0) != 0) ++failures;
-      std::printf("%-7s %8lld %9zu  %-30s %s\n", format.typicalEnd.substr(1).c_str(),
+      const std::string shown = format.typicalEnd.size() > 1 && format.typicalEnd[0] == '.'
+                                    ? format.typicalEnd.substr(1) : format.name;
+      std::printf("%-7s %8lld %9zu  %-30s %s\n", shown.c_str(),
                   static_cast<long long>(fs::file_size(out, ec)), back.stitches.size(),
                   back.Extents().c_str(), verdict.c_str());
     }

@@ -20,7 +20,7 @@ std::string HexColour(const ThreadColour& t) {
 
 std::string FormatName(int16_t code) {
   for (const FormatInfo& f : StitchFormats()) {
-    if (f.code == code) return f.fileEnd.empty() ? f.family : f.fileEnd;
+    if (f.code == code) return f.name;
   }
   return "unknown";
 }

@@ -21,6 +21,7 @@ struct FormatInfo {
   std::string typicalEnd;    // ".DST", ".U01": what a file of the format is named with
   std::string readOnlyInto;  // "QEP QCD": the formats it is read only into; empty: any
   int64_t maxBytes = 0;      // the longest file the format can hold; 0: no limit
+  std::string name;          // what people call it: the file end, else the family ("Emnet")
 };
 
 // Every format code, in code order.

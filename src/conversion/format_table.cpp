@@ -115,7 +115,7 @@ std::string InWords(std::string_view list) {
 }
 
 std::string NameOf(const Codec& codec) {
-  return codec.fileEnd.empty() ? std::string(codec.family) : std::string(codec.fileEnd);
+  return std::string(codec.Name());
 }
 
 }  // namespace

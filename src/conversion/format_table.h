@@ -147,6 +147,9 @@ struct Codec {
   ThreadSource threadSource = ThreadSource::None;
   DescribeFn describeHead = nullptr; // a head that names a hoop or a version (PES, JEF)
 
+  // What people call it: the file end, or the family where the end is blanks or none.
+  std::string_view Name() const { return fileEnd.empty() || fileEnd == "   " ? family : fileEnd; }
+
   // Whether this build reads or writes it (a wrapper as the records it holds).
   bool Reads() const;
   bool Writes() const;

@@ -36,7 +36,8 @@ std::vector<FormatInfo> StitchFormats() {
     }
     formats.push_back({codec.code, std::string(codec.fileEnd), std::string(codec.extension),
                        std::string(codec.family), named && codec.Reads(), named && codec.Writes(),
-                       typicalEnd, std::string(codec.readOnlyInto), codec.maxFileBytes});
+                       typicalEnd, std::string(codec.readOnlyInto), codec.maxFileBytes,
+                       std::string(codec.Name())});
   }
   return formats;
 }
@@ -109,13 +110,9 @@ std::vector<std::string> ConversionRoute(const std::string& source, const std::s
   std::vector<std::string> names;
   for (const int16_t code : RouteOf(FindFormatCode(source), FindFormatCode(dest), why)) {
     const Codec& codec = CodecOf(code);
-    if (!codec.fileEnd.empty() && codec.fileEnd != "   ") {
-      names.emplace_back(codec.fileEnd);
-    } else if (codec.nameEnd.size() > 1) {
-      names.emplace_back(codec.nameEnd.substr(1));  // ".U01": a U file as its usual name ends
-    } else {
-      names.emplace_back(codec.family);
-    }
+    // ".U01": a U file goes by how its names usually end.
+    const bool byNameEnd = codec.fileEnd.empty() && codec.nameEnd.size() > 1 && codec.nameEnd[0] == '.';
+    names.emplace_back(byNameEnd ? codec.nameEnd.substr(1) : codec.Name());
   }
   return names;
 }
@@ -154,6 +151,9 @@ std::error_code Convert(const std::string& source, const std::string& dest,
   PlatformState platform;
   ConversionSettings settings(platform);
   settings.MaxStitchLength = options.maxStitchLength;
+  // A head that names its design (VST) takes the destination's name, as the class takes
+  // its host's.
+  settings.DesignName = std::filesystem::path(dest).stem().string();
   settings.ReadsOtherWriters = true;
   CallbackProgress progress(options.progress);
   settings.progress = &progress;
