@@ -104,6 +104,10 @@ struct PassCounters {
   bool KsmSewn = false;
   bool KsmRead = false;
   bool KsmPairOpened = false;
+
+  // XXX: the writer's jumps summed into one long movement, and whether any are.
+  int32_t XxxSumX = 0, XxxSumY = 0;
+  bool XxxPending = false;
 };
 
 struct ConversionRun : PassCounters {

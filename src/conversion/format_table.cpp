@@ -18,10 +18,6 @@ constexpr Codec kVst = {.code = kCodeVst, .fileEnd = "VST", .extension = ".VST",
                         .namesDesign = true,
                         .threadTable = {.count = 78, .table = 123, .resume = 1024},
                         .threadSource = ThreadSource::Triples};
-constexpr Codec kXxx = {.code = kCodeXxx, .fileEnd = "XXX", .extension = ".XXX", .family = "Singer",
-                        .threadSource = ThreadSource::Xxx};
-constexpr Codec kEmd = {.code = kCodeEmd, .fileEnd = "EMD", .extension = ".EMD", .family = "Elna",
-                        .threadSource = ThreadSource::EmdColFile};
 constexpr Codec kJef = {.code = kCodeJef, .fileEnd = "JEF", .extension = ".JEF", .family = "Janome",
                         .countsQepOpening = false, .palette = ThreadPalette::Jef,
                         .threadSource = ThreadSource::JefKeys};
@@ -47,7 +43,7 @@ constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
 constexpr std::array<const Codec*, 25> kCodecs = {
     &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsmCodec, &kQepCodec, &kT01Codec,
     &kCndCodec,     &kExpCodec, &kQcdCodec, &kT03Codec, &k10oCodec, &kEmnet,    &kVst,
-    &kXxx,          &kEmd,      &kJef,      &kSew,      &kUFileCodec, &kPes,    &kPcm,
+    &kXxxCodec,     &kEmdCodec, &kJef,      &kSew,      &kUFileCodec, &kPes,    &kPcm,
     &kPcs,          &kHus,      &kVip,      &kShv,
 };
 
