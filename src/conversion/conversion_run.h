@@ -109,6 +109,10 @@ struct PassCounters {
   // the Emnet reader's control codes still waiting for steps to go with.
   bool VstFirstRead = true;
   int64_t EmnetJumps = 0, EmnetColours = 0, EmnetNeedles = 0;
+
+  // XXX: the writer's jumps summed into one long movement, and whether any are.
+  int32_t XxxSumX = 0, XxxSumY = 0;
+  bool XxxPending = false;
 };
 
 struct ConversionRun : PassCounters {

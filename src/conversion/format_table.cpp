@@ -12,10 +12,6 @@ namespace {
 
 // The formats whose rules this build doesn't have yet: their names and extensions
 // only, so that names resolve and the command can say what it can't do.
-constexpr Codec kXxx = {.code = kCodeXxx, .fileEnd = "XXX", .extension = ".XXX", .family = "Singer",
-                        .threadSource = ThreadSource::Xxx};
-constexpr Codec kEmd = {.code = kCodeEmd, .fileEnd = "EMD", .extension = ".EMD", .family = "Elna",
-                        .threadSource = ThreadSource::EmdColFile};
 constexpr Codec kJef = {.code = kCodeJef, .fileEnd = "JEF", .extension = ".JEF", .family = "Janome",
                         .countsQepOpening = false, .palette = ThreadPalette::Jef,
                         .threadSource = ThreadSource::JefKeys};
@@ -41,7 +37,7 @@ constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
 constexpr std::array<const Codec*, 25> kCodecs = {
     &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsmCodec, &kQepCodec, &kT01Codec,
     &kCndCodec,     &kExpCodec, &kQcdCodec, &kT03Codec, &k10oCodec, &kEmnetCodec, &kVstCodec,
-    &kXxx,          &kEmd,      &kJef,      &kSew,      &kUFileCodec, &kPes,    &kPcm,
+    &kXxxCodec,     &kEmdCodec, &kJef,      &kSew,      &kUFileCodec, &kPes,    &kPcm,
     &kPcs,          &kHus,      &kVip,      &kShv,
 };
 

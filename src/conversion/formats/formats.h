@@ -22,6 +22,8 @@ extern const Codec kExpCodec;    // exp_10o.cpp
 extern const Codec k10oCodec;    // exp_10o.cpp
 extern const Codec kEmnetCodec;  // emnet.cpp
 extern const Codec kVstCodec;    // vst.cpp
+extern const Codec kXxxCodec;    // xxx.cpp
+extern const Codec kEmdCodec;    // emd.cpp
 extern const Codec kRefusedCodec;  // refused.cpp
 
 // DST's balanced-ternary records (dst.cpp), which the bench and tests build designs with.
