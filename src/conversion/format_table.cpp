@@ -16,7 +16,7 @@ constexpr Codec kEmnet = {.code = kCodeEmnet, .fileEnd = "   ", .extension = "."
 constexpr Codec kVst = {.code = kCodeVst, .fileEnd = "VST", .extension = ".VST", .family = "Midwest",
                         .drawnTrim = {.record = std::string_view("\x00\x00\x14", 3), .back = 12},
                         .namesDesign = true,
-                        .threadTable = {.count = 78, .table = 123, .resume = 1024},
+                        .threadTable = {.count = 78, .table = 123, .resume = 1024, .capacity = 300},
                         .threadSource = ThreadSource::Triples};
 constexpr Codec kXxx = {.code = kCodeXxx, .fileEnd = "XXX", .extension = ".XXX", .family = "Singer",
                         .threadSource = ThreadSource::Xxx};
