@@ -47,6 +47,11 @@ struct ConversionSettings {
   // Decoders also read the layouts other programs write where they differ from the
   // reference reading: the library API asks for it, the class keeps the reference.
   bool ReadsOtherWriters = false;
+  // What the last DOS read left for the thread-colour writer: the disc file the source
+  // was copied from (an EMD's COL file lies beside it), and the HUS file whose threads
+  // a run from its DST go-between takes. Empty: none.
+  std::string LastDosReadName;
+  std::string HusSourceName;
 };
 
 struct StitchStep {

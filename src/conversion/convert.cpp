@@ -9,6 +9,7 @@
 #include "state/shared_record.h"
 #include "conversion/drawn_trims.h"
 #include "conversion/text_header.h"
+#include "conversion/thread_colours.h"
 #include "conversion/transforms.h"
 #include "platform/files.h"
 #include "platform/run_time_error.h"
@@ -197,6 +198,7 @@ void RunStream(ConversionRun& run, Progress& progress) {
 void FinishRun(ConversionRun& run) {
   if (run.Dest->textHeader && !run.DestWrapped) WriteTextHeader(run);
   if (run.DestWrapped) FinishWrapper(run);
+  WriteThreadColours(run);
   run.dest.Close();
   run.source.Close();
 }
@@ -286,6 +288,8 @@ int16_t ConvertForRecord(SharedRecord& shared, Progress* progress, int16_t& sour
   settings.DesignName = shared.LastDestFile;
   settings.progress = progress;
   settings.ReadsOtherWriters = shared.ReadsOtherWriters;
+  settings.LastDosReadName = shared.LastDosReadName;
+  settings.HusSourceName = shared.HusSourceName;
   const int16_t result =
       ConvertStitchFile(settings, sourceType, destType, sourceFile, destFile, resolvedSource);
   shared.PESAbosulteFlag = settings.PESAbosulteFlag;

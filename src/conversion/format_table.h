@@ -80,11 +80,13 @@ struct HeadFacts {
 using DescribeFn = HeadFacts (*)(BufferedFile&);
 
 // Where a source keeps its RGB thread table: the count's offset, the table's offset,
-// and where the source is put back once the colours have been read.
+// and where the source is put back once the colours have been read; and, for a
+// destination, the most threads its table takes.
 struct ThreadTableAt {
   int64_t count = 0;
   int64_t table = 0;
   int64_t resume = 0;
+  int16_t capacity = 128;
   bool Present() const { return table != 0; }
 };
 

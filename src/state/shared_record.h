@@ -62,6 +62,11 @@ struct SharedRecord {
   bool PESAbosulteFlag = false;
   std::string HoopSizeText;
   std::string LastDestFile;
+  // The last DOS read's disc file, and the HUS file it read (empty for any other
+  // format): the thread-colour writer of the conversions that follow takes an EMD's
+  // COL file from beside the one and a HUS design's threads from the other.
+  std::string LastDosReadName;
+  std::string HusSourceName;
   // Conversions on this record read the layouts other programs write too: on for the
   // records of the library API, off for the class's.
   bool ReadsOtherWriters = false;

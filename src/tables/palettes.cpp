@@ -77,4 +77,11 @@ Palette JefPalette() { return {kJef, sizeof kJef / sizeof kJef[0]}; }
 Palette PcmPalette() { return {kPcm, sizeof kPcm / sizeof kPcm[0]}; }
 Palette HusPalette() { return {kHus, sizeof kHus / sizeof kHus[0]}; }
 
+const PaletteEntry* FindKey(const Palette& palette, int key) {
+  for (const PaletteEntry& entry : palette) {
+    if (entry.key == key) return &entry;
+  }
+  return nullptr;
+}
+
 }  // namespace tavlin

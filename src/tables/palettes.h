@@ -26,6 +26,9 @@ Palette JefPalette();  // keys 1 to 78: JEF and SEW
 Palette PcmPalette();  // keys 0 to 15: PCM
 Palette HusPalette();  // keys 1 to 29: HUS, which stores the key less 1
 
+// The entry of a key, or null for a key the palette lacks.
+const PaletteEntry* FindKey(const Palette& palette, int key);
+
 // The nine-character text of an entry, "255000000", or empty for a key it lacks.
 std::string PaletteText(const Palette& palette, int key);
 

@@ -64,14 +64,17 @@ TEST(Qep, RecordsHoldAbsolutePositionsWithYDown) {
                             IntToBytes2(236) + IntToBytes2(2) + IntToBytes4(6) +
                             IntToBytes4(512 + 4 * 5 - 4);
   EXPECT_EQ(qep.substr(95, 18), block);
-  // The text header's own fields around it stay.
+  // The text header's own fields around it stay; the thread table follows, two PES
+  // colours for a DST's two.
   EXPECT_EQ(qep[94], ' ');
-  EXPECT_EQ(qep[113], ' ');
-  // QCD has the same bytes and no machine tag.
+  EXPECT_EQ(qep.substr(113, 7), Bytes({14, 31, 124, 10, 85, 163, ' '}));
+  // QCD has the same bytes but the thread table, and no machine tag.
   ASSERT_EQ(convert(dir / "a.DST", dir / "b.QCD"), 0);
   const std::string qcd = test::ReadBytes(dir / "b.QCD");
   EXPECT_EQ(qcd.substr(12, 8), "DSC.   \r");
-  EXPECT_EQ(qcd.substr(94), qep.substr(94));
+  EXPECT_EQ(qcd.substr(94, 19), qep.substr(94, 19));
+  EXPECT_EQ(qcd.substr(113, 6), std::string(6, ' '));
+  EXPECT_EQ(qcd.substr(119), qep.substr(119));
 }
 
 TEST(Qep, ItsHeadGivesTheDesignSizeBeforeTheFirstRecord) {

@@ -218,7 +218,7 @@ const Codec kVstCodec = {
     .writeEnd = EndVst,
     .drawnTrim = {.record = std::string_view("\x00\x00\x14", 3), .back = 12},
     .namesDesign = true,
-    .threadTable = {.count = 78, .table = 123, .resume = 1024},
+    .threadTable = {.count = 78, .table = 123, .resume = 1024, .capacity = 300},
     .scanSize = ScanVstSize,
     .threadSource = ThreadSource::Triples,
 };

@@ -88,8 +88,17 @@ int16_t DosWrite(SharedRecord& shared, const std::string& sourceFile, const std:
 }
 
 int16_t DosRead(SharedRecord& shared, const std::string& sourceName, const std::string& destName) {
-  DosState& dos = shared.Own<DosState>();
-  dos.LastReadName = sourceName;
+  shared.LastDosReadName = sourceName;
+  // The library's reads name their threads' files to their own conversion only: a
+  // later write must not take a design's colours from an earlier read.
+  struct ForgetAfterwards {
+    SharedRecord& shared;
+    ~ForgetAfterwards() {
+      if (!shared.ReadsOtherWriters) return;
+      shared.LastDosReadName.clear();
+      shared.HusSourceName.clear();
+    }
+  } forget{shared};
   try {
     const int16_t sourceType = FindFormatCode(sourceName);
     const int16_t destType = FindFormatCode(destName);
@@ -102,11 +111,11 @@ int16_t DosRead(SharedRecord& shared, const std::string& sourceName, const std::
     const ScopedWorkingFile working(shared.platform, "$TEMP.TMP");
     CopyFile(shared.platform, sourceName, working.Path());
     PumpMessages(shared.platform);
-    dos.HusSourceName.clear();
+    shared.HusSourceName.clear();
     if (OfTheService(sourceType)) {
       const ScopedWorkingFile copy(shared.platform, "$TEMP." + LastThree(sourceName));
       RenameFile(shared.platform, working.Path(), copy.Path());
-      if (CodecOf(sourceType).threadBytes) dos.HusSourceName = sourceName;
+      if (CodecOf(sourceType).threadBytes) shared.HusSourceName = sourceName;
       const ScopedWorkingFile dst(shared.platform, "$TEMP.DST");
       const int16_t code = RunDesignFileSequence(shared, copy.Path(), dst.Path(),
                                                  [&copy] { copy.Remove(); });

@@ -12,11 +12,10 @@
 
 namespace tavlin {
 
-// The names of the last transfers, as the class keeps them.
+// The name of the last write, as the class keeps it. The last read's names are the
+// shared record's, since the conversions read them.
 struct DosState {
   std::string LastWriteName;
-  std::string LastReadName;
-  std::string HusSourceName;
 };
 
 int16_t DosWrite(SharedRecord& shared, const std::string& sourceFile, const std::string& destFile);

@@ -169,6 +169,23 @@ TEST(DosDesigns, RefusedSourcesAndTheServicesFormats) {
   });
 }
 
+TEST(DosDesigns, TheLastReadsNamesStayForTheClassAndGoForTheLibrary) {
+  OnFreshThread([] {
+    test::TempDir dir;
+    test::WriteBytes(dir / "a.DST", test::ZigzagDst(10));
+    SharedRecord& shared = ThreadSharedRecord();
+    shared.CurrentPB = std::make_shared<test::RecordingProgress>();
+    shared.HusSourceName = dir / "old.HUS";
+    ASSERT_EQ(DosRead(shared, dir / "a.DST", dir / "a.QEP"), 0);
+    EXPECT_EQ(shared.LastDosReadName, dir / "a.DST");
+    EXPECT_EQ(shared.HusSourceName, "");
+    // The library's read names its threads' files to its own conversion only.
+    shared.ReadsOtherWriters = true;
+    ASSERT_EQ(DosRead(shared, dir / "a.DST", dir / "b.QEP"), 0);
+    EXPECT_EQ(shared.LastDosReadName, "");
+  });
+}
+
 TEST(DosDesigns, HusColourBytesStandBehindZeroBytes) {
   OnFreshThread([] {
     test::TempDir dir;

@@ -158,7 +158,7 @@ TEST(ZskDisc, DesignsComeBackAndADeletedOnesBlocksAreReused) {
     const std::vector<int> sizes = {40, 2000, 700, 5000};
     for (size_t i = 0; i < sizes.size(); ++i) {
       test::WriteBytes(disc.dir / ("s" + std::to_string(i) + ".DST"),
-                       test::ZigzagDst(sizes[i], 30, -20, 33));
+                       test::ZigzagDst(sizes[i], 30, -20, 60));
       ASSERT_EQ(disc.tavlin.WriteToDisc(disc.dir / ("s" + std::to_string(i) + ".DST"), "",
                                         ZSKDisc, disc.progress),
                 0);
