@@ -118,6 +118,17 @@ struct PassCounters {
   // XXX: the writer's jumps summed into one long movement, and whether any are.
   int32_t XxxSumX = 0, XxxSumY = 0;
   bool XxxPending = false;
+
+  // PCM and PCS: the previous position read (Y up); the stitch count a PCS head gives
+  // and the records read against it; the palette bytes of a PCM head, cut or padded to
+  // 16; the unique colours a PCS head gets at the end; the records other than colour
+  // changes that the library's writer counts, and the position of its last one.
+  int32_t PcPrevX = 0, PcPrevY = 0;
+  int32_t ExpectedStitches = 0, DecodedStitches = 0;
+  std::string PaletteText;
+  std::string UniqueColours;
+  int32_t PcRecords = 0;
+  double PcWrittenX = 0, PcWrittenY = 0;
 };
 
 struct ConversionRun : PassCounters {

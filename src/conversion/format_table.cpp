@@ -20,10 +20,6 @@ constexpr Codec kSew = {.code = kCodeSew, .fileEnd = "SEW", .extension = ".SEW",
 constexpr Codec kPes = {.code = kCodePes, .fileEnd = "PES", .extension = ".PES", .family = "PES",
                         .passes = 3, .countsColours = false, .halvesLongSteps = true,
                         .threadSource = ThreadSource::PecKeys};
-constexpr Codec kPcm = {.code = kCodePcm, .fileEnd = "PCM", .extension = ".PCM", .family = "Pfaff",
-                        .palette = ThreadPalette::Pcm, .threadSource = ThreadSource::PcmKeys};
-constexpr Codec kPcs = {.code = kCodePcs, .fileEnd = "PCS", .extension = ".PCS", .family = "Pfaff",
-                        .threadSource = ThreadSource::PcsTable};
 constexpr Codec kHus = {.code = kCodeHus, .fileEnd = "HUS", .extension = ".HUS",
                         .family = "design-file service", .designService = true,
                         .threadBytes = true, .palette = ThreadPalette::Hus,
@@ -37,8 +33,8 @@ constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
 constexpr std::array<const Codec*, 25> kCodecs = {
     &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsmCodec, &kQepCodec, &kT01Codec,
     &kCndCodec,     &kExpCodec, &kQcdCodec, &kT03Codec, &k10oCodec, &kEmnetCodec, &kVstCodec,
-    &kXxxCodec,     &kEmdCodec, &kJef,      &kSew,      &kUFileCodec, &kPes,    &kPcm,
-    &kPcs,          &kHus,      &kVip,      &kShv,
+    &kXxxCodec,     &kEmdCodec, &kJef,      &kSew,      &kUFileCodec, &kPes,    &kPcmCodec,
+    &kPcsCodec,     &kHus,      &kVip,      &kShv,
 };
 
 std::string UpperCase(std::string_view text) {

@@ -24,6 +24,7 @@ extern const Codec kEmnetCodec;  // emnet.cpp
 extern const Codec kVstCodec;    // vst.cpp
 extern const Codec kXxxCodec;    // xxx.cpp
 extern const Codec kEmdCodec;    // emd.cpp
+extern const Codec kPcmCodec, kPcsCodec;  // pcm_pcs.cpp
 extern const Codec kRefusedCodec;  // refused.cpp
 
 // DST's balanced-ternary records (dst.cpp), which the bench and tests build designs with.
