@@ -22,7 +22,8 @@ struct Point {
 };
 
 // A five-pointed star outline, a zigzag and a smaller star, in three colours, with
-// moves of 40 to 90 mm between the parts.
+// moves of 50 to 110 mm between the parts; within 60 mm of the centre on X and 57.5 on Y,
+// the field of the smallest format (PCM, PCS).
 std::vector<Point> SamplePoints() {
   std::vector<Point> points;
   const double pi = std::acos(-1.0);
@@ -35,14 +36,14 @@ std::vector<Point> SamplePoints() {
     }
   };
   star(0, 0, 300, 120);
-  points.push_back({600, -200, kJump});
-  points.push_back({600, -200, kColour});
+  points.push_back({300, -200, kJump});
+  points.push_back({300, -200, kColour});
   for (int i = 0; i <= 20; ++i) {
-    points.push_back({600 + 15 * i, i % 2 == 0 ? -200 : -80, kStitch});
+    points.push_back({300 + 12 * i, i % 2 == 0 ? -200 : -80, kStitch});
   }
-  points.push_back({-500, 400, kJump});
-  points.push_back({-500, 400, kColour});
-  star(-500, 400, 150, 60);
+  points.push_back({-400, 330, kJump});
+  points.push_back({-400, 330, kColour});
+  star(-400, 330, 150, 60);
   return points;
 }
 
