@@ -22,11 +22,6 @@ constexpr Codec kXxx = {.code = kCodeXxx, .fileEnd = "XXX", .extension = ".XXX",
                         .threadSource = ThreadSource::Xxx};
 constexpr Codec kEmd = {.code = kCodeEmd, .fileEnd = "EMD", .extension = ".EMD", .family = "Elna",
                         .threadSource = ThreadSource::EmdColFile};
-constexpr Codec kJef = {.code = kCodeJef, .fileEnd = "JEF", .extension = ".JEF", .family = "Janome",
-                        .countsQepOpening = false, .palette = ThreadPalette::Jef,
-                        .threadSource = ThreadSource::JefKeys};
-constexpr Codec kSew = {.code = kCodeSew, .fileEnd = "SEW", .extension = ".SEW", .family = "Janome",
-                        .palette = ThreadPalette::Jef, .threadSource = ThreadSource::SewKeys};
 constexpr Codec kPes = {.code = kCodePes, .fileEnd = "PES", .extension = ".PES", .family = "PES",
                         .passes = 3, .countsColours = false, .halvesLongSteps = true,
                         .threadSource = ThreadSource::PecKeys};
@@ -47,7 +42,7 @@ constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
 constexpr std::array<const Codec*, 25> kCodecs = {
     &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsmCodec, &kQepCodec, &kT01Codec,
     &kCndCodec,     &kExpCodec, &kQcdCodec, &kT03Codec, &k10oCodec, &kEmnet,    &kVst,
-    &kXxx,          &kEmd,      &kJef,      &kSew,      &kUFileCodec, &kPes,    &kPcm,
+    &kXxx,          &kEmd,      &kJefCodec, &kSewCodec, &kUFileCodec, &kPes,    &kPcm,
     &kPcs,          &kHus,      &kVip,      &kShv,
 };
 
