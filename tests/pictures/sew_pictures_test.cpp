@@ -147,7 +147,7 @@ TEST(SewPictures, LinesOnTheSurfaceCoverTheOnePixelWalk) {
   };
   std::mt19937 random(11);
   Canvas canvas;
-  for (int line = 0; line < 3000; ++line) {
+  for (int line = 0; line < 600; ++line) {
     const int x1 = static_cast<int>(random() % 256), y1 = static_cast<int>(random() % 256);
     const int x2 = static_cast<int>(random() % 256), y2 = line % 3 == 0 ? y1 : static_cast<int>(random() % 256);
     CanvasClear(canvas);
