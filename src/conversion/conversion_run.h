@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "conversion/buffered_file.h"
@@ -14,6 +15,7 @@
 namespace tavlin {
 
 struct Codec;
+struct JanomeWriter;
 
 // The step kinds as the frame's 16-bit fields hold them: the public StepKind's values.
 constexpr int16_t KindOf(StepKind kind) { return static_cast<int16_t>(kind); }
@@ -129,6 +131,16 @@ struct PassCounters {
   std::string UniqueColours;
   int32_t PcRecords = 0;
   double PcWrittenX = 0, PcWrittenY = 0;
+
+  // JEF and SEW (jef_sew.cpp). A SEW destination starts the needle at a fixed place:
+  // its head sets PosX, PosY and the QEP reader's previous position there, and a VST
+  // reader adds SewStartX, SewStartY to its first step while SewStartPending holds. The
+  // SEW reader takes the head's opening jump back off the first step it reads. The
+  // writers' own state (palette bytes, held-back jumps, pictures) is made by their heads.
+  bool SewStartPending = false;
+  int16_t SewStartX = 0, SewStartY = 0;
+  bool SewStartRead = false;
+  std::shared_ptr<JanomeWriter> Janome;
 };
 
 struct ConversionRun : PassCounters {

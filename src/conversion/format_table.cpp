@@ -12,11 +12,6 @@ namespace {
 
 // The formats whose rules this build doesn't have yet: their names and extensions
 // only, so that names resolve and the command can say what it can't do.
-constexpr Codec kJef = {.code = kCodeJef, .fileEnd = "JEF", .extension = ".JEF", .family = "Janome",
-                        .countsQepOpening = false, .palette = ThreadPalette::Jef,
-                        .threadSource = ThreadSource::JefKeys};
-constexpr Codec kSew = {.code = kCodeSew, .fileEnd = "SEW", .extension = ".SEW", .family = "Janome",
-                        .palette = ThreadPalette::Jef, .threadSource = ThreadSource::SewKeys};
 constexpr Codec kPes = {.code = kCodePes, .fileEnd = "PES", .extension = ".PES", .family = "PES",
                         .passes = 3, .countsColours = false, .halvesLongSteps = true,
                         .threadSource = ThreadSource::PecKeys};
@@ -33,7 +28,7 @@ constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
 constexpr std::array<const Codec*, 25> kCodecs = {
     &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsmCodec, &kQepCodec, &kT01Codec,
     &kCndCodec,     &kExpCodec, &kQcdCodec, &kT03Codec, &k10oCodec, &kEmnetCodec, &kVstCodec,
-    &kXxxCodec,     &kEmdCodec, &kJef,      &kSew,      &kUFileCodec, &kPes,    &kPcmCodec,
+    &kXxxCodec,     &kEmdCodec, &kJefCodec, &kSewCodec, &kUFileCodec, &kPes,    &kPcmCodec,
     &kPcsCodec,     &kHus,      &kVip,      &kShv,
 };
 
