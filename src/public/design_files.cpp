@@ -174,9 +174,18 @@ std::error_code Convert(const std::string& source, const std::string& dest,
     result = ConvertStitchFile(settings, sourceType, destType, from, made.back(), resolved);
     from = made.back();
   }
-  const bool placed = result == 0 && PutInPlace(made.back(), dest);
+  // A companion file that a writer put beside its working file (EMD's thread list) goes
+  // beside the destination with it; those of the working steps go.
+  auto companion = [](const std::string& path) { return path.substr(0, path.size() - 3) + "COL"; };
   std::error_code ignored;
-  for (const std::string& path : made) std::filesystem::remove(path, ignored);
+  const bool placed = result == 0 && PutInPlace(made.back(), dest);
+  if (placed && std::filesystem::exists(companion(made.back()), ignored) && dest.size() >= 3) {
+    PutInPlace(companion(made.back()), companion(dest));
+  }
+  for (const std::string& path : made) {
+    std::filesystem::remove(path, ignored);
+    if (path.size() >= 3) std::filesystem::remove(companion(path), ignored);
+  }
   if (result != 0) return ResultCode(result);
   return placed ? std::error_code() : ResultCode(kPathFileAccess);
 }

@@ -3,6 +3,8 @@
 // them and back, the real samples, and damaged files.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include <algorithm>
 #include <random>
 
@@ -178,6 +180,13 @@ TEST(EmdWriting, AOneColourSourceWithAThreadTableGivesTwoLinesOfItsOwnColour) {
   // A destination named in lower case has its colours beside it all the same.
   ASSERT_EQ(convert(dir / "a.QEP", dir / "c.emd"), 0);
   EXPECT_EQ(test::ReadBytes(dir / "c.COL"), "1\r\n1,12,200,7\r\n");
+  // The library writes beside the destination and moves the colours with the design:
+  // nothing of its working files stays.
+  ASSERT_EQ(Convert(dir / "a.QEP", dir / "d.EMD").value(), 0);
+  EXPECT_EQ(test::ReadBytes(dir / "d.COL"), "1\r\n1,12,200,7\r\n");
+  for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
+    EXPECT_NE(entry.path().filename().string()[0], '.') << entry.path();
+  }
 }
 
 // Three jumps (100, 0), (100, 0), (50, 10) summed into one long record; a stitch (1, 1)

@@ -95,6 +95,13 @@ Decoded DecodeVst(ConversionRun& run) {
     x += run.OriginX;
     y -= run.OriginY;
   }
+  if (run.SewStartPending) {
+    // A SEW destination starts its needle at a fixed place: the first step is taken from
+    // there.
+    run.SewStartPending = false;
+    x += run.SewStartX;
+    y += run.SewStartY;
+  }
   run.step.StepX = Checked16(x);
   run.step.StepY = Checked16(y);
   // The destination that keeps needles takes the stop as one, and VST's trim and 0x47
