@@ -69,6 +69,31 @@ TEST(LibraryApi, DiscsWriteFindReadAndDeleteByTheNameTheyGave) {
   }
 }
 
+// A DOS disc takes a design in any format the library writes, by way of a working format
+// where the destination asks for one (a SEW needs a QEP's size), and gives it back whole.
+TEST(LibraryApi, ADosDiscTakesEveryFormatByItsRoute) {
+  test::TempDir dir;
+  const std::vector<test::Needle> star = test::NeedlesOf(StarDst());
+  ASSERT_FALSE(FormatDiscImage(dir / "dos.img", DiscFamily::Dos, false));
+  std::error_code ec;
+  std::unique_ptr<Disc> disc = Disc::Open(dir / "dos.img", DiscFamily::Dos, ec);
+  ASSERT_TRUE(disc != nullptr) << ec.message();
+  for (const std::string end : {"SEW", "JEF", "VST", "PCS"}) {
+    std::string given;
+    ASSERT_FALSE(disc->Write(StarDst(), {.name = "STAR." + end}, given)) << end;
+    const DiscEntry* entry = disc->Find(given);
+    ASSERT_TRUE(entry != nullptr) << end;
+    ASSERT_FALSE(disc->Read(*entry, dir / ("back-" + end + ".DST"))) << end;
+    // The same design as the library's conversion gives through that format.
+    ASSERT_FALSE(Convert(StarDst(), dir / ("star." + end)));
+    ASSERT_FALSE(Convert(dir / ("star." + end), dir / ("direct-" + end + ".DST")));
+    EXPECT_EQ(test::NeedlesOf(dir / ("back-" + end + ".DST")),
+              test::NeedlesOf(dir / ("direct-" + end + ".DST"))) << end;
+    EXPECT_NEAR(static_cast<double>(test::NeedlesOf(dir / ("back-" + end + ".DST")).size()),
+                static_cast<double>(star.size()), 1.0) << end;
+  }
+}
+
 // A Disc keeps its own record: what the thread's class object listed stays as it was.
 TEST(LibraryApi, ADiscLeavesTheThreadsStateAlone) {
   test::OnFreshThread([] {

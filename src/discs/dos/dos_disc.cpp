@@ -3,6 +3,7 @@
 #include "discs/dos/dos_disc.h"
 
 #include <cctype>
+#include <vector>
 
 #include "conversion/buffered_file.h"
 #include "conversion/convert.h"
@@ -33,7 +34,25 @@ std::string LastThree(const std::string& name) {
 int16_t Convert(SharedRecord& shared, int16_t sourceType, int16_t destType,
                 const std::string& source, const std::string& dest) {
   std::string resolved;
-  return ConvertStitchFile(shared, sourceType, destType, source, dest, resolved);
+  std::string why;
+  const std::vector<int16_t> route =
+      shared.ReadsOtherWriters ? RouteOf(sourceType, destType, why) : std::vector<int16_t>{};
+  if (route.size() <= 2) return ConvertStitchFile(shared, sourceType, destType, source, dest, resolved);
+  // The library's disc writes follow the routes that keep a design, as its conversions
+  // do: a SEW from a DST goes by way of a QEP. Two working files take turns.
+  const ScopedWorkingFile even(shared.platform, "$ROUTE0.TMP");
+  const ScopedWorkingFile odd(shared.platform, "$ROUTE1.TMP");
+  std::string from = source;
+  for (size_t step = 1; step < route.size(); ++step) {
+    const bool last = step + 1 == route.size();
+    const std::string to = last ? dest : (step % 2 == 0 ? even : odd).Path();
+    int16_t fromType = route[step - 1];
+    int16_t toType = route[step];
+    const int16_t result = ConvertStitchFile(shared, fromType, toType, from, to, resolved);
+    if (result != 0) return result;
+    from = to;
+  }
+  return 0;
 }
 
 }  // namespace
