@@ -25,7 +25,7 @@ constexpr long kStitches = 2'000'000;
 // Formats whose positions hold only a small field and whose counts end at 65,535 (PCM,
 // PCS) are measured on a design that fits them.
 constexpr long kSmallStitches = 60'000;
-constexpr long kSmallField = 500;
+constexpr long kSmallField = 320;
 
 // A DST with colour changes every 10,000 records, a jump every 50, and moves up to 121,
 // kept within `field` of the centre.

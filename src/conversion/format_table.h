@@ -149,8 +149,12 @@ struct Codec {
   ThreadSource threadSource = ThreadSource::None;
   DescribeFn describeHead = nullptr; // a head that names a hoop or a version (PES, JEF)
 
-  // What people call it: the file end, or the family where the end is blanks or none.
-  std::string_view Name() const { return fileEnd.empty() || fileEnd == "   " ? family : fileEnd; }
+  // What people call it: the file end; where there is none, how its names end ("U01"), or
+  // its family where the end is blanks ("Emnet").
+  std::string_view Name() const {
+    if (fileEnd.empty() && nameEnd.size() > 1 && nameEnd[0] == '.') return nameEnd.substr(1);
+    return fileEnd.empty() || fileEnd == "   " ? family : fileEnd;
+  }
 
   // Whether this build reads or writes it (a wrapper as the records it holds).
   bool Reads() const;

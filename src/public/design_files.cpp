@@ -110,9 +110,7 @@ std::vector<std::string> ConversionRoute(const std::string& source, const std::s
   std::vector<std::string> names;
   for (const int16_t code : RouteOf(FindFormatCode(source), FindFormatCode(dest), why)) {
     const Codec& codec = CodecOf(code);
-    // ".U01": a U file goes by how its names usually end.
-    const bool byNameEnd = codec.fileEnd.empty() && codec.nameEnd.size() > 1 && codec.nameEnd[0] == '.';
-    names.emplace_back(byNameEnd ? codec.nameEnd.substr(1) : codec.Name());
+    names.emplace_back(codec.Name());
   }
   return names;
 }

@@ -30,8 +30,11 @@ DesignSize ScanQepSize(BufferedFile& source) {
   size.MinusX = static_cast<int16_t>(std::abs(extents.minusX));
   size.PlusY = static_cast<int16_t>(std::abs(extents.plusY));
   size.MinusY = static_cast<int16_t>(std::abs(extents.minusY));
-  size.DesignWidth = static_cast<int16_t>(size.PlusX + size.MinusX);
-  size.DesignHeight = static_cast<int16_t>(size.PlusY + size.MinusY);
+  // Sums of two 16-bit numbers, which overflow as such.
+  const int width = size.PlusX + size.MinusX, height = size.PlusY + size.MinusY;
+  if (width > 32767 || height > 32767) throw RunTimeError(kOverflow);
+  size.DesignWidth = static_cast<int16_t>(width);
+  size.DesignHeight = static_cast<int16_t>(height);
   if (head.size() >= 105) size.DesignColours = Signed16(reinterpret_cast<const uint8_t*>(head.data()) + 103);
   source.Seek(0);
   return size;
