@@ -30,19 +30,21 @@ disc_seeds() {
   local family=$1 out=$2 tmp
   tmp=$(mktemp -d)
   local tavlin=build/tavlin
-  local designs=()
+  local designs=() f i count d
   for f in "$samples"/Star.DST "$samples"/shamrockin.dst "$samples"/shamrockin.t01; do
     [ -f "$f" ] && designs+=("$f")
   done
   read -r offset length < <(area "$family")
   for count in 0 1 2 3; do
     [ "$count" -eq 0 ] || [ ${#designs[@]} -gt 0 ] || break
-    "$tavlin" disc format "$tmp/disc.img" --family "$family" --force >/dev/null 2>&1 || continue
+    local made=$family
+    [ "$family" = dos ] && made=dos720
+    "$tavlin" disc format "$tmp/disc.img" --family "$made" --force >/dev/null 2>&1 || continue
     for ((i = 0; i < count; i++)); do
       local d=${designs[$((i % ${#designs[@]}))]}
       local name=()
       case "$family" in
-        dos) name=(--name "SEED$i.DST") ;;
+        dos) name=(--as "SEED$i.DST") ;;
         fdr3) name=(--name "SEED$i") ;;
       esac
       "$tavlin" disc write "$tmp/disc.img" "$d" --family "$family" "${name[@]}" >/dev/null 2>&1
