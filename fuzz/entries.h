@@ -104,16 +104,18 @@ inline const std::array<const Codec*, 32>& ReadableByCode() {
   return table;
 }
 
-inline void FuzzFormats(const Scratch& scratch, const uint8_t* data, size_t size) {
-  if (size < 1) return;
+// Gives how many of the conversions succeeded.
+inline int FuzzFormats(const Scratch& scratch, const uint8_t* data, size_t size) {
+  if (size < 1) return 0;
   const Codec* source = ReadableByCode()[data[0] & 0x1F];
-  if (source == nullptr) return;
+  if (source == nullptr) return 0;
   const bool otherWriters = (data[0] & 0x20) != 0;
   const std::string sourcePath = scratch / SourceName(*source);
   WriteFile(sourcePath, data + 1, size - 1);
 
   PlatformState platform;
   QuietProgress progress;
+  int converted = 0;
   for (std::string_view destName : kDestinations) {
     const int16_t destCode = FindFormatCode(destName);
     if (!CodecOf(destCode).Writes()) continue;
@@ -124,12 +126,13 @@ inline void FuzzFormats(const Scratch& scratch, const uint8_t* data, size_t size
     int16_t destType = destCode;
     std::string resolved;
     const std::string destPath = scratch / std::string(destName);
-    ConvertStitchFile(settings, sourceType, destType, sourcePath, destPath, resolved);
+    converted += ConvertStitchFile(settings, sourceType, destType, sourcePath, destPath, resolved) == 0 ? 1 : 0;
     std::error_code ec;
     std::filesystem::remove(destPath, ec);
   }
   DesignSummary summary;
   SummariseDesign(sourcePath, summary);
+  return converted;
 }
 
 // ---- disc families ----
