@@ -14,6 +14,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -230,6 +231,12 @@ class DiscFixture {
       std::string written;
       disc->Write(design_, {.name = DesignName(family_, 9), .replace = true}, written);
       disc->Listing();
+      // Nothing a disc holds may make a write reach past the end of its image.
+      std::error_code sized;
+      if (std::filesystem::file_size(image, sized) != base_.size()) {
+        std::fprintf(stderr, "the image grew from %zu bytes\n", base_.size());
+        std::abort();
+      }
     }
   }
 
