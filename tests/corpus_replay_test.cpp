@@ -102,8 +102,8 @@ TEST_P(DiscCorpus, EveryDamagedDirectoryListsReadsAndWritesWithinItsLimit) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, DiscCorpus, ::testing::ValuesIn(DiscFamilies()),
-                         [](const ::testing::TestParamInfo<DiscFamily>& info) {
-                           return std::string(DiscFamilyName(info.param));
+                         [](const ::testing::TestParamInfo<DiscFamily>& tested) {
+                           return std::string(DiscFamilyName(tested.param));
                          });
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <tuple>
@@ -218,26 +219,33 @@ class Sweep {
   std::vector<std::string> before_;
 };
 
-TEST(FaultSweep, EverySectorTransferOfAWriteADeleteAndAFormatFailsSafely) {
-  for (const Family& family : kFamilies) {
-    test::OnFreshThread([&family] {
-      Sweep sweep(family);
-      sweep.Prepare();
-      if (::testing::Test::HasFatalFailure()) return;
-      for (Operation op : {Operation::Write, Operation::Delete, Operation::Format}) {
-        const Sweep::Row row = sweep.SweepOf(op);
-        EXPECT_GT(row.transfers, 0);
-        std::string kinds;
-        for (const auto& [kind, n] : row.failed) kinds += (kinds.empty() ? "" : " ") + std::to_string(n) + " " + kind;
-        std::printf("fault sweep | %-4s | %-6s | %4d transfers (%s)\n", family.name, NameOf(op), row.transfers,
-                    kinds.c_str());
-        for (const auto& [outcome, n] : row.outcomes) {
-          std::printf("fault sweep | %-4s | %-6s |   %4d x %s\n", family.name, NameOf(op), n, outcome.c_str());
-        }
+// One family at a time, so that each stays well inside a test's time under the sanitizers.
+class FaultSweepOf : public ::testing::TestWithParam<size_t> {};
+
+TEST_P(FaultSweepOf, EverySectorTransferOfAWriteADeleteAndAFormatFailsSafely) {
+  const Family& family = kFamilies[GetParam()];
+  test::OnFreshThread([&family] {
+    Sweep sweep(family);
+    sweep.Prepare();
+    if (::testing::Test::HasFatalFailure()) return;
+    for (Operation op : {Operation::Write, Operation::Delete, Operation::Format}) {
+      const Sweep::Row row = sweep.SweepOf(op);
+      EXPECT_GT(row.transfers, 0);
+      std::string kinds;
+      for (const auto& [kind, n] : row.failed) kinds += (kinds.empty() ? "" : " ") + std::to_string(n) + " " + kind;
+      std::printf("fault sweep | %-4s | %-6s | %4d transfers (%s)\n", family.name, NameOf(op), row.transfers,
+                  kinds.c_str());
+      for (const auto& [outcome, n] : row.outcomes) {
+        std::printf("fault sweep | %-4s | %-6s |   %4d x %s\n", family.name, NameOf(op), n, outcome.c_str());
       }
-    });
-  }
+    }
+  });
 }
+
+INSTANTIATE_TEST_SUITE_P(Families, FaultSweepOf, ::testing::Range<size_t>(0, std::size(kFamilies)),
+                         [](const ::testing::TestParamInfo<size_t>& tested) {
+                           return std::string(kFamilies[tested.param].name);
+                         });
 
 // What the sweep first found: a design read off an FDR3 disc left its track side's
 // sectors in the buffer the next write lays out a side in, and that write carried them
