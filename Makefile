@@ -4,8 +4,9 @@ BUILD     := build
 ASAN      := build-asan
 WINOBJ    := build-windows
 MINGW_CXX ?= x86_64-w64-mingw32-g++
+FUZZ_SECONDS ?= 60
 
-.PHONY: all deps test test-release test-sanitize demo bench windows-check clean
+.PHONY: all deps test test-release test-sanitize demo bench fuzz windows-check clean
 
 all: deps
 	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
@@ -31,6 +32,12 @@ demo: all
 bench: all
 	@$(BUILD)/tavlin-bench
 
+# Every fuzz target (fuzz/, built with clang and libFuzzer) for FUZZ_SECONDS each, one
+# after another; stops at the first finding and says how to reproduce it.
+fuzz: deps
+	@tools/install-deps.sh fuzz
+	@FUZZ_SECONDS=$(FUZZ_SECONDS) JOBS=$(JOBS) fuzz/run.sh
+
 # The core must stay portable to the Windows COM server: every file of src/ compiles with MinGW.
 windows-check: deps
 	@mkdir -p $(WINOBJ)
@@ -39,4 +46,4 @@ windows-check: deps
 	@echo "windows-check: every file of src/ compiles with $(MINGW_CXX)"
 
 clean:
-	rm -rf $(BUILD) $(ASAN) $(WINOBJ) demo-out
+	rm -rf $(BUILD) $(ASAN) $(WINOBJ) build-fuzz demo-out

@@ -1,9 +1,13 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, when they are missing.
 # As root it runs apt-get itself; otherwise it names what to install and fails.
+# With "fuzz" it also installs clang and its libFuzzer runtime, for `make fuzz`.
 set -eu
 packages=(cmake g++ make libcli11-dev nlohmann-json3-dev libgtest-dev
           g++-mingw-w64-x86-64 mtools dosfstools)
+if [ "${1:-}" = fuzz ]; then
+  packages+=(clang libclang-rt-14-dev)
+fi
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -15,7 +15,11 @@ namespace tavlin {
 
 class BufferedFile {
  public:
-  static constexpr size_t kWindowBytes = 256 * 1024;
+#ifndef TAVLIN_WINDOW_BYTES
+#define TAVLIN_WINDOW_BYTES (256 * 1024)
+#endif
+  // The fuzz targets build with a small window, so that small inputs cross its edges.
+  static constexpr size_t kWindowBytes = TAVLIN_WINDOW_BYTES;
 
   BufferedFile() = default;
   explicit BufferedFile(std::unique_ptr<FileBackend> backend);

@@ -442,7 +442,11 @@ FatVolume::FatVolume(std::shared_ptr<std::FILE> image) : state_(std::make_shared
                      l.fats >= 1 && l.fats <= 2 && l.rootEntries >= 16 && l.rootEntries <= 512 &&
                      l.sectorsPerFat >= 1 && l.sectorsPerFat <= 12 && l.totalSectors > 0 &&
                      l.Clusters() > 0 && l.Clusters() * 3 / 2 + 2 <= l.sectorsPerFat * 512;
-  if (!sound) throw RunTimeError(kPathFileAccess, "no DOS file system on the disc");
+  // A boot sector that counts more sectors than the image holds would have files
+  // written past its end.
+  std::FILE* f = state_->image.get();
+  const bool fits = std::fseek(f, 0, SEEK_END) == 0 && std::ftell(f) >= int64_t{l.totalSectors} * 512;
+  if (!sound || !fits) throw RunTimeError(kPathFileAccess, "no DOS file system on the disc");
   state_->fat.resize(static_cast<size_t>(l.sectorsPerFat) * 512);
   for (int copy = 0; copy < l.fats; ++copy) {
     std::vector<uint8_t> bytes(state_->fat.size());

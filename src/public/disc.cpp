@@ -236,9 +236,14 @@ const DiscEntry* Disc::Current(const DiscEntry& entry) const {
 std::error_code Disc::Relist() {
   SharedRecord& record = state_->record;
   const DiscFamilyRecord& family = *state_->family;
-  const int16_t result = family.sectorAccess
-                             ? WithSectorAccess(record, [&] { return family.list(record); })
-                             : family.list(record);
+  int16_t result = 1;
+  try {
+    result = family.sectorAccess ? WithSectorAccess(record, [&] { return family.list(record); })
+                                 : family.list(record);
+  } catch (const RunTimeError&) {
+    // A listing the class lets fail with a run-time error (a DOS disc whose boot
+    // sector holds no file system) is a disc that can't be listed as the family.
+  }
   // 2: the disc holds no designs, an empty listing.
   if (result != 0 && result != 2) return DiscErrc::NotThisFamily;
   state_->TakeListing();

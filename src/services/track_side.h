@@ -44,7 +44,11 @@ bool WriteTrackSide(SharedRecord& shared, int track, int head);
 // the side gathered so far; Finish sends the last. False once a side has failed.
 class TrackSideWriter {
  public:
-  explicit TrackSideWriter(SharedRecord& shared) : shared_(shared) {}
+  // A read before leaves its side's sectors in the shared buffer: written out with this
+  // side's, they would land on sectors of another design.
+  explicit TrackSideWriter(SharedRecord& shared) : shared_(shared) {
+    for (std::string& slot : shared_.TrackBuffer) slot.clear();
+  }
   bool Put(int track, int head, int sector, std::string piece);
   bool Finish();
 
