@@ -27,9 +27,6 @@ constexpr Codec kJef = {.code = kCodeJef, .fileEnd = "JEF", .extension = ".JEF",
                         .threadSource = ThreadSource::JefKeys};
 constexpr Codec kSew = {.code = kCodeSew, .fileEnd = "SEW", .extension = ".SEW", .family = "Janome",
                         .palette = ThreadPalette::Jef, .threadSource = ThreadSource::SewKeys};
-constexpr Codec kPes = {.code = kCodePes, .fileEnd = "PES", .extension = ".PES", .family = "PES",
-                        .passes = 3, .countsColours = false, .halvesLongSteps = true,
-                        .threadSource = ThreadSource::PecKeys};
 constexpr Codec kPcm = {.code = kCodePcm, .fileEnd = "PCM", .extension = ".PCM", .family = "Pfaff",
                         .palette = ThreadPalette::Pcm, .threadSource = ThreadSource::PcmKeys};
 constexpr Codec kPcs = {.code = kCodePcs, .fileEnd = "PCS", .extension = ".PCS", .family = "Pfaff",
@@ -47,7 +44,7 @@ constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
 constexpr std::array<const Codec*, 25> kCodecs = {
     &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsmCodec, &kQepCodec, &kT01Codec,
     &kCndCodec,     &kExpCodec, &kQcdCodec, &kT03Codec, &k10oCodec, &kEmnet,    &kVst,
-    &kXxx,          &kEmd,      &kJef,      &kSew,      &kUFileCodec, &kPes,    &kPcm,
+    &kXxx,          &kEmd,      &kJef,      &kSew,      &kUFileCodec, &kPesCodec, &kPcm,
     &kPcs,          &kHus,      &kVip,      &kShv,
 };
 

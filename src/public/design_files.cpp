@@ -139,6 +139,8 @@ std::error_code Convert(const std::string& source, const std::string& dest,
   ConversionSettings settings(platform);
   settings.MaxStitchLength = options.maxStitchLength;
   settings.ReadsOtherWriters = true;
+  // A head that names the design (PES, VST) takes the destination's name.
+  settings.DesignName = dest;
   CallbackProgress progress(options.progress);
   settings.progress = &progress;
   // Each step of the route writes a working file beside the destination; the last one

@@ -20,6 +20,7 @@ extern const Codec kT01Codec;    // t01_t03.cpp
 extern const Codec kT03Codec;    // t01_t03.cpp
 extern const Codec kExpCodec;    // exp_10o.cpp
 extern const Codec k10oCodec;    // exp_10o.cpp
+extern const Codec kPesCodec;    // pes_writer.cpp
 extern const Codec kRefusedCodec;  // refused.cpp
 
 // DST's balanced-ternary records (dst.cpp), which the bench and tests build designs with.
