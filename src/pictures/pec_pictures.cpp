@@ -42,6 +42,17 @@ void StorePecPicture(PecPictures& pictures, int slot) {
   CanvasFillBox(pictures.canvas, 0, 0, kAreaRight, kAreaBottom);
 }
 
+void ComposePecPicture(PecPictures& pictures, int slot, int first, int last) {
+  RequireSlot(slot);
+  auto& out = pictures.rows[static_cast<size_t>(slot)];
+  out.fill(0);
+  for (int from = first; from <= last; ++from) {
+    RequireSlot(from);
+    const auto& rows = pictures.rows[static_cast<size_t>(from)];
+    for (size_t at = 0; at < out.size(); ++at) out[at] = static_cast<uint8_t>(out[at] | rows[at]);
+  }
+}
+
 std::string FramedPecPicture(const PecPictures& pictures, int slot) {
   RequireSlot(slot);
   const auto& rows = pictures.rows[static_cast<size_t>(slot)];

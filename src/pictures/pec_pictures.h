@@ -29,6 +29,10 @@ void PreparePecCanvas(Canvas& canvas);
 // (the pen is left at (32, 34)). A slot beyond 128 is a subscript failure.
 void StorePecPicture(PecPictures& pictures, int slot);
 
+// Stores into a slot what the canvas would hold had the drawings of the slots from
+// `first` to `last` been made on it together: their pixels, or'ed.
+void ComposePecPicture(PecPictures& pictures, int slot, int first, int last);
+
 // The 228 bytes of a slot's picture: its rows inside the frame, then two rows of zeros.
 std::string FramedPecPicture(const PecPictures& pictures, int slot);
 

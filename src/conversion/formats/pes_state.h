@@ -35,6 +35,9 @@ struct PesWriterState {
   bool UndoStep = false;
   std::array<uint8_t, 4> PesOutput{};  // the last point written, repeated at a stop
   bool HaveOutput = false;
+  // The second pass drew every step the third will: the whole picture is its colours'
+  // pictures together, and the third pass needn't draw.
+  bool PassesDrawAlike = true;
 
   // The PEC block: where it starts and where its stitch head stands.
   int64_t PecAt = 0;

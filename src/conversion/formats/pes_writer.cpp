@@ -39,7 +39,7 @@ void PutFloat(std::string& out, float value) {
 }
 
 int16_t RoundedShort(double value) {
-  const double r = std::nearbyint(value);
+  const double r = RoundHalfEven(value);
   if (!(r >= INT16_MIN && r <= INT16_MAX)) throw RunTimeError(kOverflow);
   return static_cast<int16_t>(r);
 }
@@ -171,6 +171,8 @@ void StartStitchBlocks(ConversionRun& run) {
   pes.PrevPesX = pes.PrevPesY = 0;
   pes.UndoStep = false;
   pes.HaveOutput = false;
+  // The third pass turns a design the second leaves upright in the large hoop.
+  pes.PassesDrawAlike = !(run.DesignTurned && run.HoopCode != kHoop130);
   run.dest.Seek(0);
   run.WriteBytes(VersionHead(run) + SectionHeads());
 }
@@ -211,12 +213,32 @@ void WriteBlockHead(ConversionRun& run, bool later, bool jumps) {
 struct Pixel {
   int x = 0, y = 0;
 };
+// Without its fraction, by the conversion instruction rather than a library call: the
+// picture's coordinate of every step of two passes goes through here.
+inline double Truncated(double value) {
+  if (!(value > -9.0e18 && value < 9.0e18)) return value;
+  return static_cast<double>(static_cast<int64_t>(value));
+}
+
+inline int PictureCoordinate(double at, float least, double scale, float offset) {
+  const double r = RoundHalfEven(Truncated((std::fabs(double{least}) + at) * scale) + double{offset});
+  if (!(r >= INT16_MIN && r <= INT16_MAX)) throw RunTimeError(kOverflow);
+  return static_cast<int>(r);
+}
+
 Pixel DrawStep(ConversionRun& run) {
   const PesWriterState& pes = run.Pes;
-  const Pixel pixel{
-      RoundedShort(std::trunc((std::fabs(pes.MeasuredMinX) + run.PosX) * pes.Scale) + pes.ThumbOffsetX),
-      RoundedShort(std::trunc((std::fabs(pes.MeasuredMinY) + run.PosY) * pes.Scale) + pes.ThumbOffsetY)};
-  CanvasLineTo(pes.pictures->canvas, pixel.x, pixel.y, Ink::White);
+  const Pixel pixel{PictureCoordinate(run.PosX, pes.MeasuredMinX, pes.Scale, pes.ThumbOffsetX),
+                    PictureCoordinate(run.PosY, pes.MeasuredMinY, pes.Scale, pes.ThumbOffsetY)};
+  Canvas& canvas = pes.pictures->canvas;
+  // Most steps stay on the pixel the pen lit, or go to one beside it: a line there
+  // lights its two ends, and the first is lit already.
+  const int dx = pixel.x - canvas.penX, dy = pixel.y - canvas.penY;
+  if (dx >= -1 && dx <= 1 && dy >= -1 && dy <= 1 && CanvasGetPixel(canvas, canvas.penX, canvas.penY)) {
+    if (dx != 0 || dy != 0) CanvasSetPixel(canvas, pixel.x, pixel.y, Ink::White);
+  } else {
+    CanvasLineTo(canvas, pixel.x, pixel.y, Ink::White);
+  }
   return pixel;
 }
 
@@ -254,6 +276,7 @@ void SkipQepJumps(ConversionRun& run) {
     run.PosY = y;
     WritePoint(run, x, y);
     pes.BlockPoints += 1;
+    pes.PassesDrawAlike = false;  // the third pass draws to this jump, the second didn't
   }
 }
 
@@ -289,6 +312,7 @@ void SkipVstJumps(ConversionRun& run) {
     }
     WritePoint(run, beforeX + sumA, beforeY - sumB);
     pes.BlockPoints += 1;
+    pes.PassesDrawAlike = false;
   }
 }
 
@@ -302,6 +326,16 @@ void SkipJumpRun(ConversionRun& run) {
 bool EncodePesStep(ConversionRun& run, const Pixel& pixel) {
   PesWriterState& pes = run.Pes;
   StitchStep& step = run.step;
+  if (step.StepKind == KindStitch && !run.PendingStop && !pes.FirstBlockPending &&
+      !pes.InJumpBlock && !pes.UndoStep) {
+    // The common step, a stitch in an open stitch block: only its point.
+    if (!PutBytes2(pes.PesOutput.data(), run.PosX) || !PutBytes2(pes.PesOutput.data() + 2, run.PosY)) {
+      throw RunTimeError(kOverflow);
+    }
+    pes.PrevPesX = run.PosX;
+    pes.PrevPesY = run.PosY;
+    return false;
+  }
   if (run.PendingStop) {
     // A stop repeats the last point and changes colour; a VST stop's colour is a
     // thread of its own.
@@ -381,6 +415,10 @@ void EncodePes(ConversionRun& run) {
   // gains a needle in its middle, a long colour change becomes two. The library moves
   // the first half as a jump, as every other format moves the pieces before the last.
   if (run.settings.ReadsOtherWriters && run.Splitting) run.step.StepKind = KindJump;
+  if (run.Pass == 3 && run.Pes.PassesDrawAlike) {
+    EncodePecStep(run);
+    return;
+  }
   const Pixel pixel = DrawStep(run);
   if (run.Pass == 2) {
     if (EncodePesStep(run, pixel)) return;
@@ -492,7 +530,12 @@ void EndPes(ConversionRun& run) {
     }
     default: {
       RequireHead(run);
-      StorePecThumbnail(run, 0);
+      if (run.Pes.PassesDrawAlike) {
+        PumpMessages(run.settings.platform);
+        ComposePecPicture(*run.Pes.pictures, 0, 1, run.Pes.ColourCount);
+      } else {
+        StorePecThumbnail(run, 0);
+      }
       WritePecTail(run);
       break;
     }
