@@ -448,6 +448,11 @@ TEST(PecPictures, OneColourGivesTwoEqualPicturesAndTheColourTableBehind) {
   EXPECT_EQ(pes.bytes.substr(pes.pec, 21), "LA:ABCDEFGHIJKLMNOP\x0D ");
   ASSERT_EQ(pes.colours, 1);
   EXPECT_EQ(pes.pecColours, Bytes({3}));
+  // A longer name goes on behind the 0x0D.
+  ClassRun longer("A:\\abcdefghijklmnopqrs.pes");
+  ASSERT_EQ(longer(dir / "l.QEP", dir / "m.PES"), 0);
+  const Pes named = Parse(test::ReadBytes(dir / "m.PES"));
+  EXPECT_EQ(named.bytes.substr(named.pec, 24), "LA:ABCDEFGHIJKLMNOP\x0DQRS ");
   ASSERT_EQ(pes.pictures.size(), 2u);
   EXPECT_EQ(pes.pictures[0], pes.pictures[1]);
   const std::string frame = pes.pictures[0];
@@ -504,6 +509,23 @@ std::string RoundTripDesign(bool longRun) {
     }
   }
   return test::DstFile(records);
+}
+
+TEST(PesHead, AHeadThatUnderstatesItsDesignStillConverts) {
+  test::TempDir dir;
+  // A head of 2 x 2 and steps that swing 2000 across: the picture's scale is 15 a unit,
+  // and every line runs thousands of pixels past the picture; only the part near it is
+  // walked, and the part over it is lit.
+  std::vector<QepRec> swings = {{1, 0, 0}};
+  for (int i = 0; i < 20000; ++i) swings.push_back({0, i % 2 == 0 ? 1000 : -1000, i % 3 == 0 ? 500 : -500});
+  test::WriteBytes(dir / "w.QEP", QepFile(1, 1, 1, 1, swings));
+  ClassRun run;
+  ASSERT_EQ(run(dir / "w.QEP", dir / "w.PES"), 0);
+  const Pes pes = Parse(test::ReadBytes(dir / "w.PES"));
+  ASSERT_EQ(pes.pictures.size(), 2u);
+  std::string lit;
+  for (int row = 0; row < 30; ++row) lit += PictureRow(pes.pictures[1], row);
+  EXPECT_NE(lit, std::string(lit.size(), '\0'));
 }
 
 TEST(PesRoundTrip, EveryNeedleOfAQepMadeByTheLibraryIsInTheStreamAndTheBlocks) {

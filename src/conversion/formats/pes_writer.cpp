@@ -226,6 +226,43 @@ inline int PictureCoordinate(double at, float least, double scale, float offset)
   return static_cast<int>(r);
 }
 
+// Only the picture's corner of the canvas is ever stored. A line with an end far
+// beyond it (a source whose head understates its design) is drawn only over the part
+// that lies near it, so that a hostile file can't make every step a walk over
+// thousands of pixels; the pen still goes to the far end.
+void DrawLineNear(Canvas& canvas, int x, int y) {
+  constexpr double kNearLow = -64, kNearHigh = 96;
+  auto near = [](int v) { return v >= kNearLow && v <= kNearHigh; };
+  if (near(canvas.penX) && near(canvas.penY) && near(x) && near(y)) {
+    CanvasLineTo(canvas, x, y, Ink::White);
+    return;
+  }
+  // Liang-Barsky: the part of the segment inside the near square, if any.
+  const double x0 = canvas.penX, y0 = canvas.penY, dx = x - x0, dy = y - y0;
+  double t0 = 0, t1 = 1;
+  auto clip = [&t0, &t1](double p, double q) {
+    if (p == 0) return q >= 0;
+    const double t = q / p;
+    if (p < 0) {
+      if (t > t1) return false;
+      if (t > t0) t0 = t;
+    } else {
+      if (t < t0) return false;
+      if (t < t1) t1 = t;
+    }
+    return true;
+  };
+  if (clip(-dx, x0 - kNearLow) && clip(dx, kNearHigh - x0) && clip(-dy, y0 - kNearLow) &&
+      clip(dy, kNearHigh - y0)) {
+    canvas.penX = static_cast<int>(RoundHalfEven(x0 + t0 * dx));
+    canvas.penY = static_cast<int>(RoundHalfEven(y0 + t0 * dy));
+    CanvasLineTo(canvas, static_cast<int>(RoundHalfEven(x0 + t1 * dx)),
+                 static_cast<int>(RoundHalfEven(y0 + t1 * dy)), Ink::White);
+  }
+  canvas.penX = x;
+  canvas.penY = y;
+}
+
 Pixel DrawStep(ConversionRun& run) {
   const PesWriterState& pes = run.Pes;
   const Pixel pixel{PictureCoordinate(run.PosX, pes.MeasuredMinX, pes.Scale, pes.ThumbOffsetX),
@@ -237,7 +274,7 @@ Pixel DrawStep(ConversionRun& run) {
   if (dx >= -1 && dx <= 1 && dy >= -1 && dy <= 1 && CanvasGetPixel(canvas, canvas.penX, canvas.penY)) {
     if (dx != 0 || dy != 0) CanvasSetPixel(canvas, pixel.x, pixel.y, Ink::White);
   } else {
-    CanvasLineTo(canvas, pixel.x, pixel.y, Ink::White);
+    DrawLineNear(canvas, pixel.x, pixel.y);
   }
   return pixel;
 }
