@@ -320,6 +320,20 @@ TEST(PesBlocks, BlocksColourLogAndBoxAsWritten) {
 // The stream's bytes of a file.
 std::string StreamOf(const Pes& pes) { return pes.bytes.substr(pes.stream, pes.streamBytes); }
 
+TEST(PesBlocks, ABoxCornerBelowZeroIsWrittenInTwosComplement) {
+  test::TempDir dir;
+  // 2200 wide, centred from -1100: the left edge plus 1000 is -100, bytes 0x9C 0xFF.
+  std::vector<QepRec> wide = {{1, 0, 0}};
+  for (int x = 0; x <= 2200; x += 100) wide.push_back({0, x, x % 200 == 0 ? 0 : 10});
+  test::WriteBytes(dir / "w.QEP", QepFile(1100, 1100, 5, 5, wide));
+  ClassRun run;
+  ASSERT_EQ(run(dir / "w.QEP", dir / "w.PES"), 0);
+  EXPECT_EQ(run.Hoop(), "160x260");
+  const std::string pes = test::ReadBytes(dir / "w.PES");
+  const std::string box = Bytes({0x9C, 0xFF}) + IntToBytes2(995) + IntToBytes2(2100) + IntToBytes2(1005);
+  EXPECT_EQ(pes.substr(49 + 15, 16), box + box);
+}
+
 TEST(PecStream, RecordFormsByValue) {
   struct Form {
     int value;
