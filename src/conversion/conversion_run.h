@@ -8,6 +8,7 @@
 #include <string>
 
 #include "conversion/buffered_file.h"
+#include "conversion/formats/pes_state.h"
 #include "platform/drives.h"
 #include "tavlin/design.h"
 #include "tavlin/progress.h"
@@ -176,6 +177,7 @@ struct ConversionRun : PassCounters {
   bool PesTurned = false;
   bool DesignTurned = false;
   int16_t HoopCode = 0;
+  PesWriterState Pes;  // the PES writer's blocks, PEC stream and pictures, kept across passes
 
   // Reads one whole record; false at end of file (a partial record is dropped).
   bool ReadRecord(uint8_t* out, size_t n) { return source.Read(out, n) == n; }

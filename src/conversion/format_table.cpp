@@ -12,9 +12,6 @@ namespace {
 
 // The formats whose rules this build doesn't have yet: their names and extensions
 // only, so that names resolve and the command can say what it can't do.
-constexpr Codec kPes = {.code = kCodePes, .fileEnd = "PES", .extension = ".PES", .family = "PES",
-                        .passes = 3, .countsColours = false, .halvesLongSteps = true,
-                        .threadSource = ThreadSource::PecKeys};
 constexpr Codec kHus = {.code = kCodeHus, .fileEnd = "HUS", .extension = ".HUS",
                         .family = "design-file service", .designService = true,
                         .threadBytes = true, .palette = ThreadPalette::Hus,
@@ -28,7 +25,7 @@ constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
 constexpr std::array<const Codec*, 25> kCodecs = {
     &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsmCodec, &kQepCodec, &kT01Codec,
     &kCndCodec,     &kExpCodec, &kQcdCodec, &kT03Codec, &k10oCodec, &kEmnetCodec, &kVstCodec,
-    &kXxxCodec,     &kEmdCodec, &kJefCodec, &kSewCodec, &kUFileCodec, &kPes,    &kPcmCodec,
+    &kXxxCodec,     &kEmdCodec, &kJefCodec, &kSewCodec, &kUFileCodec, &kPesCodec, &kPcmCodec,
     &kPcsCodec,     &kHus,      &kVip,      &kShv,
 };
 

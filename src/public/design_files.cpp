@@ -149,9 +149,9 @@ std::error_code Convert(const std::string& source, const std::string& dest,
   PlatformState platform;
   ConversionSettings settings(platform);
   settings.MaxStitchLength = options.maxStitchLength;
-  // A head that names its design (VST) takes the destination's name, as the class takes
-  // its host's.
-  settings.DesignName = std::filesystem::path(dest).stem().string();
+  // A head that names its design (PES, VST) takes the destination's file name, as the
+  // class takes its host's.
+  settings.DesignName = dest;
   settings.ReadsOtherWriters = true;
   CallbackProgress progress(options.progress);
   settings.progress = &progress;

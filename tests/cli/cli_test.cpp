@@ -148,9 +148,9 @@ TEST(Command, PutsDesignsOnAnFmcDiscAndTakesThemOff) {
   // Nothing of the working files is left beside the output.
   EXPECT_FALSE(std::filesystem::exists(dir / ".back.DSB.tavlin.QEP"));
 
-  Outcome refused = Tavlin(dir, "disc read " + image + " --line 0 " + (dir / "back.PES"));
+  Outcome refused = Tavlin(dir, "disc read " + image + " --line 0 " + (dir / "back.HUS"));
   EXPECT_NE(refused.exitCode, 0);
-  EXPECT_NE(refused.err.find("does not write PES"), std::string::npos) << refused.err;
+  EXPECT_NE(refused.err.find("does not write HUS"), std::string::npos) << refused.err;
   Outcome missing = Tavlin(dir, "disc read " + image + " --line 3 " + (dir / "x.DST"));
   EXPECT_NE(missing.exitCode, 0);
   EXPECT_NE(missing.err.find("the listing has 1 line(s)"), std::string::npos) << missing.err;

@@ -90,6 +90,8 @@ TEST(EveryCodec, TheSampleDesignRoundTrips) {
     // The formats read only into others carry their own function codes: they are
     // seen to convert, and their design is the subject of their own tests.
     if (readable != out) continue;
+    // A format written before its reader lands is seen to convert, and no more.
+    if (!codec->Reads()) continue;
     const std::string back = dir / NameOf(*codec, "back") + ".DST";
     ASSERT_EQ(Convert(out, back).value(), 0) << codec->family;
     EXPECT_EQ(test::NeedlesOf(back), expected) << codec->family;
@@ -105,7 +107,7 @@ TEST(EveryCodec, AnEmptySourceGivesTheFormatsEmptyFileWithItsEndRecordLast) {
     ASSERT_EQ(Convert(source, out).value(), 0) << codec->family;
     const std::string bytes = test::ReadBytes(out);
     const std::string readable = Readable(out, *codec);
-    if (readable == out) {
+    if (readable == out && codec->Reads()) {
       int records = 0;
       ASSERT_EQ(ReadDesign(out, [&records](const DesignStep& s) {
                   if (s.kind == StepKind::Stitch) ++records;

@@ -27,6 +27,7 @@ extern const Codec kEmdCodec;    // emd.cpp
 extern const Codec kPcmCodec, kPcsCodec;  // pcm_pcs.cpp
 extern const Codec kJefCodec;    // jef_sew.cpp
 extern const Codec kSewCodec;    // jef_sew.cpp
+extern const Codec kPesCodec;    // pes_writer.cpp
 extern const Codec kRefusedCodec;  // refused.cpp
 
 // DST's balanced-ternary records (dst.cpp), which the bench and tests build designs with.
