@@ -168,8 +168,8 @@ std::vector<Needle> NeedlesOf(const std::string& path, bool withJumps = false);
 struct Converter {
   Converter() : shared(std::make_unique<SharedRecord>()) { shared->CurrentPB = progress; }
   int16_t operator()(const std::string& source, const std::string& dest) {
-    sourceType = FindFormatCode(source);
-    destType = FindFormatCode(dest);
+    sourceType = FindFormatCode(source, shared->ReadsOtherWriters);
+    destType = FindFormatCode(dest, shared->ReadsOtherWriters);
     return ConvertStitchFile(*shared, sourceType, destType, source, dest, resolved);
   }
   std::shared_ptr<RecordingProgress> progress = std::make_shared<RecordingProgress>();

@@ -160,10 +160,13 @@ std::vector<int16_t> RouteOf(int16_t sourceType, int16_t destType, std::string& 
   return route;
 }
 
-int16_t FindFormatCode(std::string_view fileName) {
+int16_t FindFormatCode(std::string_view fileName) { return FindFormatCode(fileName, true); }
+
+int16_t FindFormatCode(std::string_view fileName, bool readsOtherWriters) {
   const std::string end =
       UpperCase(fileName.size() < 3 ? fileName : fileName.substr(fileName.size() - 3));
   for (const Codec* codec : kCodecs) {
+    if (codec->libraryOnly && !readsOtherWriters) continue;
     if (!codec->fileEnd.empty() && end == codec->fileEnd) return codec->code;
   }
   if (!end.empty() && end[0] == 'U') return kCodeUFile;

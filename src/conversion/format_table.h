@@ -40,6 +40,8 @@ enum FormatCode : int16_t {
   kCodeHus = 21,
   kCodeVip = 22,
   kCodeShv = 23,
+  // Not a format of the class: the library reads a standalone PEC file.
+  kCodePec = 24,
 };
 
 enum class Decoded { Step, NoStep, End };
@@ -147,6 +149,13 @@ struct Codec {
   ThreadSource threadSource = ThreadSource::None;
   DescribeFn describeHead = nullptr; // a head that names a hoop or a version (PES, JEF)
 
+  // A PES source whose PEC head places the first stitch away from the centre hands that
+  // start over as a first step to write at once (VST), not as a position alone.
+  bool takesStartStep = false;
+  // A format the class's names never give (it reads such a name as refused): only the
+  // library reads it (PEC).
+  bool libraryOnly = false;
+
   // Whether this build reads or writes it (a wrapper as the records it holds).
   bool Reads() const;
   bool Writes() const;
@@ -182,6 +191,9 @@ DesignSize ScanDesignSize(BufferedFile& source, int16_t sourceType);
 
 // The code for a file name by its last three characters; -2 for a refused one.
 int16_t FindFormatCode(std::string_view fileName);
+// The same as a reading gives it: the class's names (`readsOtherWriters` false) know
+// none of the formats only the library reads.
+int16_t FindFormatCode(std::string_view fileName, bool readsOtherWriters);
 
 // A path with a drive letter gets its format's extension, unless it has it already
 // (in any case) or is a working ".TMP" file; any other path stays as it is.
