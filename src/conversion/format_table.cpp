@@ -17,7 +17,7 @@ constexpr Codec kVst = {.code = kCodeVst, .fileEnd = "VST", .extension = ".VST",
                         .drawnTrim = {.record = std::string_view("\x00\x00\x14", 3), .back = 12},
                         .namesDesign = true,
                         .threadTable = {.count = 78, .table = 123, .resume = 1024},
-                        .threadSource = ThreadSource::Triples};
+                        .threadSource = ThreadSource::Triples, .takesStartStep = true};
 constexpr Codec kXxx = {.code = kCodeXxx, .fileEnd = "XXX", .extension = ".XXX", .family = "Singer",
                         .threadSource = ThreadSource::Xxx};
 constexpr Codec kEmd = {.code = kCodeEmd, .fileEnd = "EMD", .extension = ".EMD", .family = "Elna",
@@ -28,8 +28,9 @@ constexpr Codec kJef = {.code = kCodeJef, .fileEnd = "JEF", .extension = ".JEF",
 constexpr Codec kSew = {.code = kCodeSew, .fileEnd = "SEW", .extension = ".SEW", .family = "Janome",
                         .palette = ThreadPalette::Jef, .threadSource = ThreadSource::SewKeys};
 constexpr Codec kPes = {.code = kCodePes, .fileEnd = "PES", .extension = ".PES", .family = "PES",
+                        .decode = DecodePesRecord, .openSource = OpenPesSource,
                         .passes = 3, .countsColours = false, .halvesLongSteps = true,
-                        .threadSource = ThreadSource::PecKeys};
+                        .threadSource = ThreadSource::PecKeys, .describeHead = DescribePes};
 constexpr Codec kPcm = {.code = kCodePcm, .fileEnd = "PCM", .extension = ".PCM", .family = "Pfaff",
                         .palette = ThreadPalette::Pcm, .threadSource = ThreadSource::PcmKeys};
 constexpr Codec kPcs = {.code = kCodePcs, .fileEnd = "PCS", .extension = ".PCS", .family = "Pfaff",
@@ -44,11 +45,11 @@ constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
                         .family = "design-file service", .designService = true};
 
 // In code order; refused names first.
-constexpr std::array<const Codec*, 25> kCodecs = {
+constexpr std::array<const Codec*, 26> kCodecs = {
     &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsmCodec, &kQepCodec, &kT01Codec,
     &kCndCodec,     &kExpCodec, &kQcdCodec, &kT03Codec, &k10oCodec, &kEmnet,    &kVst,
     &kXxx,          &kEmd,      &kJef,      &kSew,      &kUFileCodec, &kPes,    &kPcm,
-    &kPcs,          &kHus,      &kVip,      &kShv,
+    &kPcs,          &kHus,      &kVip,      &kShv,      &kPecCodec,
 };
 
 std::string UpperCase(std::string_view text) {

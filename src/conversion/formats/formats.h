@@ -21,6 +21,13 @@ extern const Codec kT03Codec;    // t01_t03.cpp
 extern const Codec kExpCodec;    // exp_10o.cpp
 extern const Codec k10oCodec;    // exp_10o.cpp
 extern const Codec kRefusedCodec;  // refused.cpp
+extern const Codec kPecCodec;    // pes_reader.cpp
+
+// A PES source (pes_reader.cpp): the opening that finds the stream to read and where
+// the needle starts, one record of it, and what the head says of version and hoop.
+void OpenPesSource(ConversionRun& run);
+Decoded DecodePesRecord(ConversionRun& run);
+HeadFacts DescribePes(BufferedFile& file);
 
 // DST's balanced-ternary records (dst.cpp), which the bench and tests build designs with.
 struct TernaryStep {
