@@ -118,8 +118,10 @@ struct PassCounters {
     int32_t PecWidth = 0, PecHeight = 0;  // from the PEC stitch head
     bool LeadIn = true;         // no PEC record read yet
     int32_t AbsX = 0, AbsY = 0, PrevAbsX = 0, PrevAbsY = 0;  // points of the stitch blocks
-    // The start, handed over as a first jump where other programs' files are read.
+    // The start, handed over as a first jump and a stitch there where other programs'
+    // files are read.
     bool StartPending = false;
+    bool StartStitch = false;
     int16_t StartX = 0, StartY = 0;
   } pesReader;
 };

@@ -209,10 +209,11 @@ TEST(PesBlocks, BothVersionsAndAnyOtherReadTheirBlocksIntoPes) {
   moved.replace(1, 7, "PES0070");
   test::WriteBytes(dir / "d.PES", moved);
   EXPECT_NE(OpenedRun(dir / "d.PES", kCodePes, true).Steps(), kBlockSteps);
-  // The library reads the PEC stream that every version carries, whatever the destination.
+  // The library reads the PEC stream that every version carries, whatever the
+  // destination: the stitch at the start, then the stream's first record.
   for (const char* name : {"a.PES", "b.PES", "c.PES", "d.PES"}) {
     EXPECT_EQ(OpenedRun(dir / name, kCodePes, true, true).Steps(),
-              (std::vector<Read>{{KindStitch, 1, -2, 1}}))
+              (std::vector<Read>{{KindStitch, 0, 0, 1}, {KindStitch, 1, -2, 1}}))
         << name;
   }
   // Any other destination reads the PEC stream, whose first record the class jumps.
@@ -265,10 +266,11 @@ TEST(PecStream, TheRecordsReadAsTheTablesSayInBothReadings) {
                                {KindStitch, 1, -1, 2},
                                {KindStitch, 0, -3, 2},
                                {KindStitch, 2, -2, 2}}));
-  // Other programs: the first record is what its bytes say, long values are 12-bit
-  // numbers on both axes, and 0xFF ends the stream.
+  // Other programs: the start is a stitch, the first record is what its bytes say, long
+  // values are 12-bit numbers on both axes, and 0xFF ends the stream.
   EXPECT_EQ(StepsOf(dir / "a.PES", true),
-            (std::vector<Read>{{KindStitch, 5, 5, 1},
+            (std::vector<Read>{{KindStitch, 0, 0, 1},
+                               {KindStitch, 5, 5, 1},
                                {KindColour, 0, 0, 2},
                                {KindJump, 0, 0, 2},
                                {KindJump, -1792, -16, 2},
@@ -281,6 +283,10 @@ TEST(PecStream, TheRecordsReadAsTheTablesSayInBothReadings) {
   test::WriteBytes(dir / "b.PES",
                    PesFile("#PES0001", "", {}, PecBlock(Bytes({0xFE, 0xB0, 0x02, 0x01, 0x01}))));
   EXPECT_EQ(StepsOf(dir / "b.PES", false), (std::vector<Read>{{KindColour, 1, -1, 2}}));
+  // A stream that sews the start itself with a stitch of no length gets no other.
+  test::WriteBytes(dir / "c.PES", PesFile("#PES0001", "", {}, PecBlock(Bytes({0, 0, 1, 1}))));
+  EXPECT_EQ(StepsOf(dir / "c.PES", true),
+            (std::vector<Read>{{KindStitch, 0, 0, 1}, {KindStitch, 1, -1, 1}}));
 }
 
 // The needle starts where the stitch head says: a position for the class, handed over
@@ -314,19 +320,23 @@ TEST(PecStream, TheStartIsAPositionForTheClassAndAJumpForTheLibrary) {
       EXPECT_EQ(run.step.StepY, w.stepY) << w.file;
     }
   }
-  // The library starts at the centre and jumps to the same place, turned back or not.
+  // The library starts at the centre, jumps to the same place, turned back or not, and
+  // sews the start.
   for (const char* file : {"a.PES", "turned.PES"}) {
     std::vector<DesignStep> steps;
     PlatformState platform;
     ASSERT_EQ(ReadDesignSteps(platform, dir / file,
                               [&steps](const DesignStep& s) { steps.push_back(s); }, true),
               0);
-    ASSERT_EQ(steps.size(), 2u) << file;
+    ASSERT_EQ(steps.size(), 3u) << file;
     EXPECT_EQ(steps[0].kind, StepKind::Jump) << file;
     const bool turned = std::string(file) == "turned.PES";
     EXPECT_EQ(steps[0].posX, turned ? -30 : 30) << file;
     EXPECT_EQ(steps[0].posY, -30) << file;
     EXPECT_EQ(steps[1].kind, StepKind::Stitch) << file;
+    EXPECT_EQ(steps[1].posX, steps[0].posX) << file;
+    EXPECT_EQ(steps[1].posY, steps[0].posY) << file;
+    EXPECT_EQ(steps[2].kind, StepKind::Stitch) << file;
   }
 }
 
@@ -371,12 +381,11 @@ TEST(PesSamples, StarAndShamrockFollowTheNeedlePathOfTheirDst) {
   ASSERT_EQ(starDst.size(), 2550u);
   // The same path and colours, the PES centred where the DST starts at its first stitch.
   EXPECT_EQ(Moved(star, starDst[0].x - star[0].x, starDst[0].y - star[0].y), starDst);
-  // The shamrock's DST has one stitch more where the PES's stream starts.
+  // The shamrock's stream leaves its first stitch to the head; the star's sews it again.
   const std::vector<test::Needle> shamrock = StitchesOf(samples + "/shamrockin.pes");
-  std::vector<test::Needle> shamrockDst = StitchesOf(samples + "/shamrockin.dst");
-  ASSERT_EQ(shamrock.size(), 1472u);
+  const std::vector<test::Needle> shamrockDst = StitchesOf(samples + "/shamrockin.dst");
+  ASSERT_EQ(shamrock.size(), 1473u);
   ASSERT_EQ(shamrockDst.size(), 1473u);
-  shamrockDst.erase(shamrockDst.begin());
   EXPECT_EQ(Moved(shamrock, shamrockDst[0].x - shamrock[0].x, shamrockDst[0].y - shamrock[0].y),
             shamrockDst);
 
@@ -538,7 +547,8 @@ TEST(PesHostile, OffsetsAndCountsOutsideTheFileEndTheDesign) {
   for (bool otherWriters : {false, true}) {
     EXPECT_TRUE(StepsOf(dir / "far.PES", otherWriters).empty());
     EXPECT_TRUE(StepsOf(dir / "cramped.PES", otherWriters).empty());
-    EXPECT_EQ(StepsOf(dir / "counted.PES", otherWriters).size(), 3u);
+    // Three records; the library sews the start too.
+    EXPECT_EQ(StepsOf(dir / "counted.PES", otherWriters).size(), otherWriters ? 4u : 3u);
   }
   test::Converter convert;
   for (const char* name : {"far.PES", "cramped.PES", "counted.PES"}) {

@@ -8,7 +8,7 @@
 // for a jump. Other programs write heads of many versions, begin the PEC stream with a
 // real stitch and store long values as plain 12-bit numbers, so the library reads them
 // by those rules instead (`ReadsOtherWriters`): always the PEC stream, the first
-// record as its bytes say, and the start as a jump from the centre.
+// record as its bytes say, and the start as a jump from the centre and a stitch there.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -154,6 +154,13 @@ void OpenPecStream(ConversionRun& run, int64_t pecOffset) {
     r.StartPending = away;
     r.StartX = ax;
     r.StartY = Checked16(-int32_t{bx});
+    // The start is the first stitch. This system's writer leaves it to the head; other
+    // programs sew it again with a record of no length, or leave it to the head too.
+    uint8_t opening[2];
+    const int64_t streamAt = run.source.Position();
+    r.StartStitch = r.StreamBytes > 0 && !(run.source.Read(opening, 2) == 2 &&
+                                           opening[0] == 0x00 && opening[1] == 0x00);
+    run.source.Seek(streamAt);
     return;
   }
   StitchStep& step = run.step;
@@ -234,6 +241,11 @@ Decoded DecodePecRecord(ConversionRun& run) {
   if (r.StartPending) {
     r.StartPending = false;
     step = {r.StartX, r.StartY, KindJump};
+    return Decoded::Step;
+  }
+  if (r.StartStitch) {
+    r.StartStitch = false;
+    step = {0, 0, KindStitch};
     return Decoded::Step;
   }
   for (;;) {
