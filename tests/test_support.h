@@ -164,12 +164,24 @@ inline void PrintTo(const Needle& n, std::ostream* out) {
 // split and join them differently.
 std::vector<Needle> NeedlesOf(const std::string& path, bool withJumps = false);
 
+// The same needles moved so that the first lands on the first of `like`: how a design is
+// compared after a format that places it by its centre (PES).
+inline std::vector<Needle> MovedLike(std::vector<Needle> needles, const std::vector<Needle>& like) {
+  if (needles.empty() || like.empty()) return needles;
+  const long dx = like.front().x - needles.front().x, dy = like.front().y - needles.front().y;
+  for (Needle& n : needles) {
+    n.x += dx;
+    n.y += dy;
+  }
+  return needles;
+}
+
 // ConvertStitchFile on a record of its own, with the codes of the two names.
 struct Converter {
   Converter() : shared(std::make_unique<SharedRecord>()) { shared->CurrentPB = progress; }
   int16_t operator()(const std::string& source, const std::string& dest) {
-    sourceType = FindFormatCode(source);
-    destType = FindFormatCode(dest);
+    sourceType = FindFormatCode(source, shared->ReadsOtherWriters);
+    destType = FindFormatCode(dest, shared->ReadsOtherWriters);
     return ConvertStitchFile(*shared, sourceType, destType, source, dest, resolved);
   }
   std::shared_ptr<RecordingProgress> progress = std::make_shared<RecordingProgress>();

@@ -142,6 +142,26 @@ struct PassCounters {
   int16_t SewStartX = 0, SewStartY = 0;
   bool SewStartRead = false;
   std::shared_ptr<JanomeWriter> Janome;
+
+  // PES and PEC sources: which of the file's two streams is read (the stitch blocks of
+  // the head, or the PEC stream), what is left of it, and where the needle starts.
+  struct PesReading {
+    bool Blocks = false;        // the stitch blocks, not the PEC stream
+    bool OtherWriters = false;  // the stream is read as other programs write it
+    int32_t StreamBytes = 0;    // of the open stitch block, or of the whole PEC stream
+    int32_t BytesRead = 0;
+    uint8_t BlockColour = 0;    // palette byte of the open stitch block
+    bool JumpBlock = false;
+    int64_t PecOffset = 0;
+    int32_t PecWidth = 0, PecHeight = 0;  // from the PEC stitch head
+    bool LeadIn = true;         // no PEC record read yet
+    int32_t AbsX = 0, AbsY = 0, PrevAbsX = 0, PrevAbsY = 0;  // points of the stitch blocks
+    // The start, handed over as a first jump and a stitch there where other programs'
+    // files are read.
+    bool StartPending = false;
+    bool StartStitch = false;
+    int16_t StartX = 0, StartY = 0;
+  } pesReader;
 };
 
 struct ConversionRun : PassCounters {

@@ -5,6 +5,7 @@
 #include "conversion/convert.h"
 #include "conversion/format_table.h"
 #include "conversion/thread_colours.h"
+#include "conversion/transforms.h"
 #include "platform/run_time_error.h"
 
 namespace tavlin {
@@ -29,7 +30,7 @@ int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
   ConversionSettings settings(platform);
   settings.ReadsOtherWriters = readsOtherWriters;
   ConversionRun run(settings);
-  run.OriginalSourceType = FindFormatCode(path);
+  run.OriginalSourceType = FindFormatCode(path, readsOtherWriters);
   // A destination that asks nothing of the decoders.
   run.OriginalDestType = RefusedNameCodec().code;
   try {
@@ -47,6 +48,9 @@ int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
       if (decoded == Decoded::End) break;
       if (decoded == Decoded::NoStep) continue;
       if (!reader.carriesQepRecords) {
+        // A source's own turn (a PES file's design laid across its hoop) is undone here
+        // as the frame undoes it.
+        if (run.PesTurned) Rotate(run);
         run.PosX += run.step.StepX;
         run.PosY -= run.step.StepY;
       }

@@ -22,11 +22,11 @@ constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
                         .family = "design-file service", .designService = true};
 
 // In code order; refused names first.
-constexpr std::array<const Codec*, 25> kCodecs = {
+constexpr std::array<const Codec*, 26> kCodecs = {
     &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsmCodec, &kQepCodec, &kT01Codec,
     &kCndCodec,     &kExpCodec, &kQcdCodec, &kT03Codec, &k10oCodec, &kEmnetCodec, &kVstCodec,
     &kXxxCodec,     &kEmdCodec, &kJefCodec, &kSewCodec, &kUFileCodec, &kPesCodec, &kPcmCodec,
-    &kPcsCodec,     &kHus,      &kVip,      &kShv,
+    &kPcsCodec,     &kHus,      &kVip,      &kShv,      &kPecCodec,
 };
 
 std::string UpperCase(std::string_view text) {
@@ -138,10 +138,13 @@ std::vector<int16_t> RouteOf(int16_t sourceType, int16_t destType, std::string& 
   return route;
 }
 
-int16_t FindFormatCode(std::string_view fileName) {
+int16_t FindFormatCode(std::string_view fileName) { return FindFormatCode(fileName, true); }
+
+int16_t FindFormatCode(std::string_view fileName, bool readsOtherWriters) {
   const std::string end =
       UpperCase(fileName.size() < 3 ? fileName : fileName.substr(fileName.size() - 3));
   for (const Codec* codec : kCodecs) {
+    if (codec->libraryOnly && !readsOtherWriters) continue;
     if (!codec->fileEnd.empty() && end == codec->fileEnd) return codec->code;
   }
   if (!end.empty() && end[0] == 'U') return kCodeUFile;

@@ -40,6 +40,8 @@ enum FormatCode : int16_t {
   kCodeHus = 21,
   kCodeVip = 22,
   kCodeShv = 23,
+  // Not a format of the class: the library reads a standalone PEC file.
+  kCodePec = 24,
 };
 
 enum class Decoded { Step, NoStep, End };
@@ -149,6 +151,16 @@ struct Codec {
   ThreadSource threadSource = ThreadSource::None;
   DescribeFn describeHead = nullptr; // a head that names a hoop or a version (PES, JEF)
 
+  // A PES source whose PEC head places the first stitch away from the centre hands that
+  // start over as a first step to write at once (VST), not as a position alone.
+  bool takesStartStep = false;
+  // A format the class's names never give (it reads such a name as refused): only the
+  // library reads it (PEC).
+  bool libraryOnly = false;
+  // Its files place the design by its centre (PES, PEC): a design read back is the same
+  // needle path with its start moved to the centre.
+  bool centresDesign = false;
+
   // What people call it: the file end; where there is none, how its names end ("U01"), or
   // its family where the end is blanks ("Emnet").
   std::string_view Name() const {
@@ -191,6 +203,9 @@ DesignSize ScanDesignSize(BufferedFile& source, int16_t sourceType);
 
 // The code for a file name by its last three characters; -2 for a refused one.
 int16_t FindFormatCode(std::string_view fileName);
+// The same as a reading gives it: the class's names (`readsOtherWriters` false) know
+// none of the formats only the library reads.
+int16_t FindFormatCode(std::string_view fileName, bool readsOtherWriters);
 
 // A path with a drive letter gets its format's extension, unless it has it already
 // (in any case) or is a working ".TMP" file; any other path stays as it is.

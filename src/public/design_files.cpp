@@ -37,7 +37,7 @@ std::vector<FormatInfo> StitchFormats() {
     formats.push_back({codec.code, std::string(codec.fileEnd), std::string(codec.extension),
                        std::string(codec.family), named && codec.Reads(), named && codec.Writes(),
                        typicalEnd, std::string(codec.readOnlyInto), codec.maxFileBytes,
-                       std::string(codec.Name())});
+                       std::string(codec.Name()), codec.centresDesign});
   }
   return formats;
 }

@@ -155,7 +155,9 @@ int PecAxis(const std::string& b, size_t& at, bool& jump) {
   return v >= 0x800 ? v - 0x1000 : v;
 }
 
-std::vector<PecNeedle> PecNeedles(const Pes& pes) {
+// The stream as the machine sews it. The class's change takes the place of the record
+// ahead of it; the library's changes the thread where the needle stands (`library`).
+std::vector<PecNeedle> PecNeedles(const Pes& pes, bool library = false) {
   std::vector<PecNeedle> out;
   const std::string& b = pes.bytes;
   int x = pes.startX - pes.width / 2, y = pes.startY - pes.height / 2;
@@ -170,7 +172,11 @@ std::vector<PecNeedle> PecNeedles(const Pes& pes) {
   if (end > pes.stream) out.push_back({x, y, 's'});
   while (at < end) {
     if (static_cast<uint8_t>(b[at]) == 0xFE && static_cast<uint8_t>(b[at + 1]) == 0xB0) {
-      out.back().what = 'c';
+      if (library) {
+        out.push_back({x, y, 'c'});
+      } else {
+        out.back().what = 'c';
+      }
       at += 3;
       continue;
     }
@@ -401,11 +407,20 @@ TEST(PecStream, StepsJumpsAndColourChangesAsTheyAreWritten) {
   EXPECT_EQ(stream(jumps, true), Bytes({0xA4, 0xB0, 0xA0, 0x00, 0x05, 0x00}));
   // A colour change while jumps wait goes behind their long jump, before its stitch.
   // Two changes in a row are one; the toggle goes 2, 1, 2.
-  EXPECT_EQ(stream({{1, 0, 0}, {0, 0, 0}, {1, 50, 0}, {2, 50, 0}, {0, 60, 0}, {2, 60, 0}, {2, 60, 0},
-                    {0, 61, 0}, {2, 62, 0}, {0, 62, 1}}),
+  const std::vector<QepRec> changes = {{1, 0, 0},  {0, 0, 0},  {1, 50, 0}, {2, 50, 0}, {0, 60, 0},
+                                       {2, 60, 0}, {2, 60, 0}, {0, 61, 0}, {2, 62, 0}, {0, 62, 1}};
+  EXPECT_EQ(stream(changes),
             Bytes({0xA0, 0x3C, 0xA0, 0x00, 0xFE, 0xB0, 0x02, 0x00, 0x00,  // jump, change
                    0x00, 0x00, 0xFE, 0xB0, 0x01,                           // two changes
                    0x01, 0x00, 0x01, 0x00, 0xFE, 0xB0, 0x02, 0x00, 0x01}));
+  // The library changes the thread where the jumps land and sews every stitch as a stitch
+  // (a stitch read back as a change is a stitch lost); a change that moves goes on as a
+  // jump.
+  EXPECT_EQ(stream(changes, true),
+            Bytes({0xA0, 0x32, 0xA0, 0x00, 0xFE, 0xB0, 0x02,  // the jump lands, the change
+                   0x0A, 0x00, 0xFE, 0xB0, 0x01,              // a stitch, two changes
+                   0x01, 0x00, 0xFE, 0xB0, 0x02, 0xA0, 0x01, 0xA0, 0x00,  // one that moves
+                   0x00, 0x01}));
   // Jumps ahead of the first stitch write nothing: its position is the head's start.
   test::WriteBytes(dir / "s.QEP", QepFile(500, 500, 500, 500, {{1, 100, 40}, {1, 200, 80}, {0, 200, 80}, {0, 0, 0}}));
   ClassRun run;
@@ -581,7 +596,7 @@ TEST(PesRoundTrip, EveryNeedleOfAQepMadeByTheLibraryIsInTheStreamAndTheBlocks) {
       std::vector<std::pair<int, int>> got;
       std::vector<int> gotColours;
       int colour = 1;
-      for (const PecNeedle& n : PecNeedles(pes)) {
+      for (const PecNeedle& n : PecNeedles(pes, library)) {
         if (n.what == 'c') ++colour;
         if (n.what != 's') continue;
         got.emplace_back(n.x, n.y);

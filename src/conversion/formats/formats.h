@@ -29,6 +29,13 @@ extern const Codec kJefCodec;    // jef_sew.cpp
 extern const Codec kSewCodec;    // jef_sew.cpp
 extern const Codec kPesCodec;    // pes_writer.cpp
 extern const Codec kRefusedCodec;  // refused.cpp
+extern const Codec kPecCodec;    // pes_reader.cpp
+
+// A PES source (pes_reader.cpp): the opening that finds the stream to read and where
+// the needle starts, one record of it, and what the head says of version and hoop.
+void OpenPesSource(ConversionRun& run);
+Decoded DecodePesRecord(ConversionRun& run);
+HeadFacts DescribePes(BufferedFile& file);
 
 // DST's balanced-ternary records (dst.cpp), which the bench and tests build designs with.
 struct TernaryStep {

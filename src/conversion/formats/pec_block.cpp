@@ -165,6 +165,43 @@ int16_t PecKindOf(int16_t kind) {
   return kind == KindJump || kind == KindColour ? kind : int16_t{KindStitch};
 }
 
+void WriteChange(ConversionRun& run, uint8_t* out, size_t& n) {
+  PesWriterState& pes = run.Pes;
+  pes.ColourToggle = static_cast<int16_t>(pes.ColourToggle == 2 ? 1 : 2);
+  out[n++] = 0xFE;
+  out[n++] = 0xB0;
+  out[n++] = static_cast<uint8_t>(pes.ColourToggle);
+}
+
+// The library's colour change, as other programs write one: the waiting jumps land where
+// they go, the thread changes there, and a movement the change carries goes on as a
+// jump. The class folds the change's movement and the next step into the jumps' long
+// jump, or writes the movement as a stitch ahead of the change.
+void WriteChangeAsItStands(ConversionRun& run) {
+  PesWriterState& pes = run.Pes;
+  const StitchStep& step = run.step;
+  if (run.PrevKind == KindColour) {
+    // Two colour changes in a row are one, in both readings.
+    run.ColourIndex = static_cast<int16_t>(run.ColourIndex - 1);
+    return;
+  }
+  uint8_t out[11];
+  size_t n = 0;
+  if (pes.JumpPending) {
+    WriteLongJump(out, pes.PendingJumpX, -pes.PendingJumpY);
+    n = 4;
+    pes.PendingJumpX = pes.PendingJumpY = 0;
+    pes.JumpPending = false;
+  }
+  WriteChange(run, out, n);
+  if (step.StepX != 0 || step.StepY != 0) {
+    WriteLongJump(out + n, step.StepX, -step.StepY);
+    n += 4;
+  }
+  run.WriteBytes(out, n);
+  pes.PecByteCount += static_cast<int32_t>(n);
+}
+
 }  // namespace
 
 void EncodePecStep(ConversionRun& run) {
@@ -184,6 +221,10 @@ void EncodePecStep(ConversionRun& run) {
       TakeFirstStitch(run);
       return;
     }
+  }
+  if (kind == KindColour && !pes.PecLeadIn && run.settings.ReadsOtherWriters) {
+    WriteChangeAsItStands(run);
+    return;
   }
   if (kind == KindColour && pes.JumpPending) {
     // The change waits behind the jumps and goes out after their long jump.
@@ -228,10 +269,7 @@ void EncodePecStep(ConversionRun& run) {
     n += PutPecValue(out + n, -y);
   }
   if (pes.ChangePending || kind == KindColour) {
-    pes.ColourToggle = static_cast<int16_t>(pes.ColourToggle == 2 ? 1 : 2);
-    out[n++] = 0xFE;
-    out[n++] = 0xB0;
-    out[n++] = static_cast<uint8_t>(pes.ColourToggle);
+    WriteChange(run, out, n);
     pes.ChangePending = false;
   }
   run.WriteBytes(out, n);

@@ -594,13 +594,17 @@ const Codec kPesCodec = {
     .extension = ".PES",
     .family = "PES",
     .writtenOnlyFrom = "QEP VST",
+    .decode = DecodePesRecord,
     .encode = EncodePes,
+    .openSource = OpenPesSource,
     .writeHead = WritePesHead,
     .writeEnd = EndPes,
     .passes = 3,
     .countsColours = false,
     .halvesLongSteps = true,
     .threadSource = ThreadSource::PecKeys,
+    .describeHead = DescribePes,
+    .centresDesign = true,
 };
 
 }  // namespace tavlin

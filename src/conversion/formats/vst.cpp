@@ -228,6 +228,7 @@ const Codec kVstCodec = {
     .threadTable = {.count = 78, .table = 123, .resume = 1024, .capacity = 300},
     .scanSize = ScanVstSize,
     .threadSource = ThreadSource::Triples,
+    .takesStartStep = true,
 };
 
 }  // namespace tavlin

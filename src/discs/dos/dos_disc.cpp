@@ -62,7 +62,8 @@ void WriteHusColourBytes(SharedRecord& shared, const std::string& sourceFile, in
   std::string indexes;
   {
     BufferedFile source(OpenFile(shared.platform, sourceFile));
-    indexes = ChooseThreadPalette(sourceType, FindFormatCode(destFile), source);
+    const int16_t destType = FindFormatCode(destFile, shared.ReadsOtherWriters);
+    indexes = ChooseThreadPalette(sourceType, destType, source);
   }
   BufferedFile dest(OpenFile(shared.platform, destFile));
   dest.Seek(41);
@@ -80,8 +81,8 @@ int16_t DosWrite(SharedRecord& shared, const std::string& sourceFile, const std:
       SettleWait(shared.platform, shared.CurrentDrive);
     }
     if (sourceFile.empty()) return 2;
-    const int16_t sourceType = FindFormatCode(sourceFile);
-    const int16_t destType = FindFormatCode(destFile);
+    const int16_t sourceType = FindFormatCode(sourceFile, shared.ReadsOtherWriters);
+    const int16_t destType = FindFormatCode(destFile, shared.ReadsOtherWriters);
     if (!IsNamedFormat(CodecOf(sourceType))) return 2;
     if (OfTheService(destType)) {
       const ScopedWorkingFile dst(shared.platform, "$TEMP.DST");
@@ -119,8 +120,8 @@ int16_t DosRead(SharedRecord& shared, const std::string& sourceName, const std::
     }
   } forget{shared};
   try {
-    const int16_t sourceType = FindFormatCode(sourceName);
-    const int16_t destType = FindFormatCode(destName);
+    const int16_t sourceType = FindFormatCode(sourceName, shared.ReadsOtherWriters);
+    const int16_t destType = FindFormatCode(destName, shared.ReadsOtherWriters);
     DeleteFile(shared.platform, destName);
     // The same format on both sides: the file is copied as it stands.
     if (LastThree(sourceName) == LastThree(destName)) {
