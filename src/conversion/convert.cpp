@@ -151,6 +151,7 @@ void RunStream(ConversionRun& run, Progress& progress) {
   const Codec& dest = *run.Dest;
   const bool countColours = dest.countsColours;
   const bool moves = !source.carriesQepRecords && !dest.carriesQepRecords;
+  const bool movesTrims = moves && !dest.writesTrims && run.settings.ReadsOtherWriters;
   // The turns are chosen when the pass starts.
   const bool turns = run.PesTurned || run.TurnDesign || run.DesignTurned;
   bool haveStep = run.FirstStepReady;
@@ -191,6 +192,7 @@ void RunStream(ConversionRun& run, Progress& progress) {
       run.PosY -= run.step.StepY;
     }
     UpdateExtents(run);
+    if (movesTrims && run.step.StepKind == KindTrim) run.step.StepKind = KindJump;
     dest.encode(run);
   }
 }

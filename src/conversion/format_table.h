@@ -160,6 +160,10 @@ struct Codec {
   // Its files place the design by its centre (PES, PEC): a design read back is the same
   // needle path with its start moved to the centre.
   bool centresDesign = false;
+  // Its writer keeps a trim as a trim, or as the jumps or drop that stand for one. The
+  // class sews a trim as a stitch of no length in the others; the library moves it as a
+  // jump there, so that no needle is added to the design.
+  bool writesTrims = false;
 
   // What people call it: the file end; where there is none, how its names end ("U01"), or
   // its family where the end is blanks ("Emnet").

@@ -62,7 +62,8 @@ std::string EndRecordOf(const Codec& codec, const std::string& scratch) {
   return test::ReadBytes(scratch).substr(512);
 }
 
-// The sample: jumps to start, three colours, a jump between the colours.
+// The sample: jumps to start, three colours, jumps between the colours: a run of six
+// behind the first colour, which formats that draw trims as jumps read as a trim.
 std::string Sample() {
   using test::Rec;
   std::vector<Rec> records = {{KindJump, 40, 40}, {KindJump, 40, 0}};
@@ -71,7 +72,11 @@ std::string Sample() {
       records.push_back({KindStitch, static_cast<int16_t>(i % 2 == 0 ? 30 : -20),
                          static_cast<int16_t>(5 + colour)});
     }
-    records.push_back({KindJump, 120, -90});
+    if (colour == 0) {
+      for (int i = 0; i < 6; ++i) records.push_back({KindJump, 20, -15});
+    } else {
+      records.push_back({KindJump, 120, -90});
+    }
     if (colour < 2) records.push_back({KindColour, 0, 0});
   }
   return test::DstFile(records);

@@ -238,9 +238,12 @@ TEST(Vst, StopsTrimsSevensAndNeedlesAsTheWriterLaysThemOut) {
   const std::string byClass = test::ReadBytes(dir / "class.VST");
   EXPECT_EQ(byClass.substr(1024), fromQep);
   EXPECT_EQ(Le16(byClass, 78), 4);
-  // The library writes a QEP straight to VST, thread colours and all.
+  // The library writes a QEP straight to VST, thread colours and all; the trim's step of
+  // no movement is not sewn.
   ASSERT_EQ(Convert(dir / "a.QEP", dir / "library.VST").value(), 0);
-  EXPECT_EQ(test::ReadBytes(dir / "library.VST").substr(1024), fromQep);
+  std::string byLibrary = fromQep;
+  byLibrary.erase(6, 3);
+  EXPECT_EQ(test::ReadBytes(dir / "library.VST").substr(1024), byLibrary);
 
   // A DSZ names the needle at every change: the class writes a change in place and sews
   // the step; the library goes by way of DST, whose change moves first.

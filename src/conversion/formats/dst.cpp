@@ -190,6 +190,7 @@ const Codec kDstCodec = {
     .openingRecord = std::string_view("\x00\x00\x83", 3),
     .opening = Opening::BehindHead,
     .drawsTrimsAsJumps = true,
+    .writesTrims = true,
 };
 
 }  // namespace tavlin

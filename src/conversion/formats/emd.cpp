@@ -157,6 +157,7 @@ const Codec kEmdCodec = {
     .writeHead = WriteEmdHead,
     .writeEnd = EndEmd,
     .threadSource = ThreadSource::EmdColFile,
+    .writesTrims = true,
 };
 
 }  // namespace tavlin

@@ -507,6 +507,7 @@ const Codec kJefCodec = {
     .palette = ThreadPalette::Jef,
     .threadSource = ThreadSource::JefKeys,
     .describeHead = DescribeJef,
+    .writesTrims = true,
 };
 
 // SEW's pictures are scaled by the design's size, which only a QEP or VST head gives:

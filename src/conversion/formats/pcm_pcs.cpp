@@ -364,6 +364,7 @@ const Codec kPcsCodec = {
     .writeHead = WritePcsHead,
     .writeEnd = EndPcs,
     .threadSource = ThreadSource::PcsTable,
+    .writesTrims = true,
 };
 
 // The PCM head puts the source back at its start (a VST's records at 1024), so only a
@@ -381,6 +382,7 @@ const Codec kPcmCodec = {
     .writeEnd = EndPcm,
     .palette = ThreadPalette::Pcm,
     .threadSource = ThreadSource::PcmKeys,
+    .writesTrims = true,
 };
 
 }  // namespace tavlin

@@ -106,6 +106,12 @@ void EncodeQep(ConversionRun& run) {
     WriteRecord(run, kFunctionRecord, kFunctionSeven, 0);
     return;
   }
+  // The class writes a trim's step kind as its code, which reads back as a stitch; the
+  // library writes the trim function QEP reads.
+  if (kind == KindTrim && run.settings.ReadsOtherWriters) {
+    WriteRecord(run, kFunctionRecord, kFunctionTrim, 0);
+    return;
+  }
   if (run.Source->carriesQepRecords && run.CndParam != 0) {
     // A CND function with a parameter carries it in place of the position.
     WriteRecord(run, kind, run.CndNeedle, run.CndParam * 100);
@@ -155,6 +161,7 @@ const Codec kQepCodec = {
     .threadTable = {.count = 103, .table = 113, .resume = 0},
     .scanSize = ScanQepSize,
     .threadSource = ThreadSource::Triples,
+    .writesTrims = true,
 };
 
 // QCD is read only into CND, which works from the record itself.

@@ -160,6 +160,11 @@ void EncodeVst(ConversionRun& run) {
     code = kVstColour;
   } else if (kind == KindTrim) {
     WriteVstRecord(run, 0, 0, kVstTrim);
+    // The class sews the trim's step behind it; the library moves it, if at all.
+    if (run.settings.ReadsOtherWriters) {
+      if (x == 0 && y == 0) return;
+      code = kVstJump;
+    }
   } else if (kind == KindSeven) {
     code = kVstSeven;
   } else if (IsNeedleKind(kind)) {
@@ -229,6 +234,7 @@ const Codec kVstCodec = {
     .scanSize = ScanVstSize,
     .threadSource = ThreadSource::Triples,
     .takesStartStep = true,
+    .writesTrims = true,
 };
 
 }  // namespace tavlin

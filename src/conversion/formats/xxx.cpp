@@ -219,6 +219,7 @@ const Codec kXxxCodec = {
     .writeHead = WriteXxxHead,
     .writeEnd = EndXxx,
     .threadSource = ThreadSource::Xxx,
+    .writesTrims = true,
 };
 
 }  // namespace tavlin
