@@ -48,4 +48,10 @@ endef
 
 $(foreach a,$(COM_ARCHES),$(eval $(call com_arch,$(a))))
 
-com-dlls: $(foreach a,$(COM_ARCHES),$(COM_BUILD)/$(a)/Tavlin.dll)
+# The C++ test host, for the architecture Wine runs here.
+$(COM_BUILD)/x86_64/tavlin-host.exe: com/tests/host.cpp $(COM_BUILD)/x86_64/obj/tavlin_idl_i.o
+	@echo "linking $@"
+	@x86_64-w64-mingw32-g++ -std=c++20 -O2 -Wall -Wextra -municode -I$(COM_BUILD)/x86_64/gen \
+	  -static -o $@ $< $(COM_BUILD)/x86_64/obj/tavlin_idl_i.o -loleaut32 -lole32 -luuid
+
+com-dlls: $(foreach a,$(COM_ARCHES),$(COM_BUILD)/$(a)/Tavlin.dll) $(COM_BUILD)/x86_64/tavlin-host.exe

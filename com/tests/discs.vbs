@@ -94,7 +94,15 @@ SectorFamily "zsk", 2, 3
 ' A DOS disc (FormatType 3, DiscType 4): paths name the files, the extension the format.
 Dim pb : Set pb = New Progress
 t.BindDriveImage 0, work & "\dos.img"
+' Every DOS machine's type, 3 to 16 and 18 to 19, formats the same DOS disc.
+' (compare.sh checks the three images.)
+Check t.FormatDisc(18) = 0, "dos: FormatDisc 18"
+KeepImage "dos.img", "dos-format18.img"
+Check t.FormatDisc(5) = 0, "dos: FormatDisc 5"
+KeepImage "dos.img", "dos-format5.img"
 Check t.FormatDisc(3) = 0, "dos: FormatDisc"
+KeepImage "dos.img", "dos-format3.img"
+Check t.ReadDisc() = 2, "dos: a new DOS disc has nothing to list"
 Check t.WriteToDisc(star, "A:\STAR.DSB", 3, pb) = 0, "dos: WriteToDisc"
 Check pb.Updates > 0, "dos: no progress"
 Check t.HoopSize = "", "dos: HoopSize after a conversion to DSB is " & t.HoopSize
@@ -122,8 +130,8 @@ t.UnbindDrive 1
 
 ' Unbound, A: is the machine's own drive A: (a folder behind Wine's a: here).
 t.SetDrive = 0
-Check t.WriteToDisc(star, "A:\STAR.XXX", 3, pb) = 0, "machine A:: WriteToDisc"
-Check fso.FileExists(work & "\machine-a\STAR.XXX"), "machine A:: STAR.XXX not on the machine's A:"
+Check t.WriteToDisc(star, "A:\STAR.EXP", 3, pb) = 0, "machine A:: WriteToDisc"
+Check fso.FileExists(work & "\machine-a\STAR.EXP"), "machine A:: STAR.EXP not on the machine's A:"
 Check t.ReadDisc() = 0 And t.DiscType = 4, "machine A:: ReadDisc type " & t.DiscType
 
 If failures = 0 Then WScript.Echo "PASS discs" Else WScript.Echo failures & " checks failed"

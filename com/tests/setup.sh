@@ -32,7 +32,7 @@ echo "com-test: both DLLs export the four entry points and carry the type librar
 if dpkg-query -W -f='${Status}' wine32 2>/dev/null | grep -q "install ok installed"; then
   echo "com-test: wine32 is installed, but these tests run the 64-bit DLL only"
 else
-  echo "com-test: wine32 can't be installed here (its i386 packages don't resolve): the 32-bit DLL is checked as a file, the 64-bit one is run"
+  echo "com-test: no wine32 on this machine (it takes no i386 packages): the 32-bit DLL is checked as a file, the 64-bit one is run"
 fi
 
 # A private prefix, made once.
