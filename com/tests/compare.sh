@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # After the scripts: what the COM server made must be what the tavlin command makes of
-# the same files. FMC and ZSK images are compared byte for byte after the write and
+# the same files. FMC, FDR3 and ZSK images are compared byte for byte after the write and
 # after the delete, designs read back byte for byte, the listing lines as text; on DOS
 # discs and folders the design files themselves. Usage: compare.sh BUILD TAVLIN
 set -eu
@@ -15,10 +15,11 @@ listed() {  # the server's listing line of a family, as the script printed it
   tr -d '\r' < discs.out | grep "^FILES $1 " | sed "s/^FILES $1 //; s/|\$//"
 }
 
-for family in fmc zsk; do
-  name=$([ $family = fmc ] && echo A01 || echo 1)
+for family in fmc fdr3 zsk; do
+  named=()
+  case $family in fmc) name=A01 ;; fdr3) name=STAR.U01; named=(--name STAR) ;; zsk) name=1 ;; esac
   "$tavlin" disc format cli/$family.img --family $family >/dev/null
-  "$tavlin" disc write cli/$family.img "$samples/Star.DST" >/dev/null
+  "$tavlin" disc write cli/$family.img "$samples/Star.DST" "${named[@]}" >/dev/null
   same $family-written.img cli/$family.img
   line=$("$tavlin" disc list cli/$family.img | sed -n 's/^ *0  //p')
   [ "$line" = "$(listed $family)" ] || fail "$family: the server lists '$(listed $family)', the command '$line'"
@@ -48,4 +49,4 @@ same folder-b/STAR.KSM cli/folder/STAR.KSM
 same machine-a/STAR.EXP cli/machine/STAR.EXP
 "$tavlin" disc write cli/progress big.DST --as BIG.DSB >/dev/null
 same progress/BIG.DSB cli/progress/BIG.DSB
-echo "com-test: FMC and ZSK images, listings and read-backs, and every DOS file match the tavlin command's"
+echo "com-test: FMC, FDR3 and ZSK images, listings and read-backs, and every DOS file match the tavlin command's"

@@ -42,26 +42,31 @@ Sub KeepImage(image, copy)
   t.BindDriveImage 0, work & "\" & image
 End Sub
 
-' FMC (FormatType 0, DiscType 2) and ZSK (FormatType 2, DiscType 3): sector families,
-' listed by their own Directory call.
-Sub SectorFamily(family, formatType, discType)
+' The family's own listing call.
+Function Directory(formatType)
+  Select Case formatType
+    Case 0 : Directory = t.DirectoryFMC()
+    Case 1 : Directory = t.DirectoryFDR()
+    Case 2 : Directory = t.DirectoryZSK()
+  End Select
+End Function
+
+' FMC (FormatType 0, DiscType 2), FDR3 (1, 1) and ZSK (2, 3): sector families, listed
+' by their own Directory call. Only FDR3 takes the design's name from DestFile.
+Sub SectorFamily(family, formatType, discType, name)
   Dim image : image = family & ".img"
   Dim pb : Set pb = New Progress
   t.BindDriveImage 0, work & "\" & image
   Check t.FormatDisc(formatType) = 0, family & ": FormatDisc"
   Check t.ReadDisc() = 2 And t.DiscType = discType, family & ": a new disc lists as empty of its family, ReadDisc " & t.ReadDisc() & " type " & t.DiscType
-  Check t.WriteToDisc(star, "", formatType, pb) = 0, family & ": WriteToDisc"
+  Check t.WriteToDisc(star, name, formatType, pb) = 0, family & ": WriteToDisc"
   Check pb.Max > 0 And pb.Updates > 0, family & ": no progress, Max " & pb.Max & ", updates " & pb.Updates
   ' Only a PES destination chooses a hoop, and the conversion clears it first.
   Check t.HoopSize = "", family & ": HoopSize after a conversion to the disc is " & t.HoopSize
   KeepImage image, family & "-written.img"
   Check t.ReadDisc() = 0, family & ": ReadDisc after the write"
   Check t.DiscType = discType, family & ": DiscType " & t.DiscType
-  If formatType = 0 Then
-    Check t.DirectoryFMC() = 0, family & ": DirectoryFMC"
-  Else
-    Check t.DirectoryZSK() = 0, family & ": DirectoryZSK"
-  End If
+  Check Directory(formatType) = 0, family & ": its Directory call"
   WScript.Echo "FILES " & family & " " & Listing()
   WScript.Echo "FORMAT " & family & " " & t.Format
   WScript.Echo "FREE " & family & " " & t.FreeStitches
@@ -71,25 +76,18 @@ Sub SectorFamily(family, formatType, discType)
   Check fso.FileExists(work & "\" & family & "-read.QEP"), family & ": nothing read"
   Check t.ReadFromDisc(5, "", work & "\" & family & "-none.QEP", formatType, pb) = 2, family & ": ReadFromDisc of no such line"
   Check t.DeleteFromDisc(0, "", formatType) = 0, family & ": DeleteFromDisc"
-  If formatType = 0 Then
-    Check t.DirectoryFMC() = 2, family & ": the disc is not empty after the delete"
-  Else
-    Check t.DirectoryZSK() = 2, family & ": the disc is not empty after the delete"
-  End If
+  Check Directory(formatType) = 2, family & ": the disc is not empty after the delete"
   Check t.Files = "", family & ": listing after the delete is " & Listing()
   KeepImage image, family & "-deleted.img"
   ' Without a progress object the conversion stops with 91, and the disc is unchanged.
-  Check t.WriteToDisc(star, "", formatType) = 91, family & ": WriteToDisc without PB"
-  If formatType = 0 Then
-    Check t.DirectoryFMC() = 2, family & ": a write without PB left a design"
-  Else
-    Check t.DirectoryZSK() = 2, family & ": a write without PB left a design"
-  End If
+  Check t.WriteToDisc(star, name, formatType) = 91, family & ": WriteToDisc without PB"
+  Check Directory(formatType) = 2, family & ": a write without PB left a design"
   t.UnbindDrive 0
 End Sub
 
-SectorFamily "fmc", 0, 2
-SectorFamily "zsk", 2, 3
+SectorFamily "fmc", 0, 2, ""
+SectorFamily "fdr3", 1, 1, "STAR"
+SectorFamily "zsk", 2, 3, ""
 
 ' A DOS disc (FormatType 3, DiscType 4): paths name the files, the extension the format.
 Dim pb : Set pb = New Progress

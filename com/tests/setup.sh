@@ -79,6 +79,7 @@ $wine regsvr32 /s "$dll" >/dev/null 2>&1 || fail "regsvr32 could not register $d
 # the machine's own A:, and a large design.
 truncate -s 671744 "$build/test/fmc.img"
 truncate -s 655360 "$build/test/zsk.img"
+truncate -s 655360 "$build/test/fdr3.img"
 truncate -s 737280 "$build/test/dos.img"
 mkdir -p "$build/test/folder-b" "$build/test/machine-a" "$build/test/progress"
 rm -f "$prefix/dosdevices/a:"
