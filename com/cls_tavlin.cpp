@@ -7,6 +7,7 @@
 #include "com_support.h"
 #include "dispatch_progress.h"
 #include "late_binding.h"
+#include "state/shared_record.h"
 #include "tavlin/drive.h"
 
 namespace tavlin::com {
@@ -40,6 +41,16 @@ class CallProgress {
   std::shared_ptr<DispatchProgress> progress_;
 };
 
+// The host's message queue, run once: the disc routines call it in their waits and
+// long loops, so that the host's window keeps painting during a disc write.
+void RunHostMessages() {
+  MSG message;
+  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    TranslateMessage(&message);
+    DispatchMessageW(&message);
+  }
+}
+
 // Drives a host may bind: the floppy drives A: and B:.
 int16_t FloppyDrive(const short* drive) {
   if (*drive != 0 && *drive != 1) {
@@ -67,6 +78,7 @@ HRESULT ClsTavlin::Create(REFIID iid, void** out) {
 ClsTavlin::ClsTavlin(ITypeInfo* info) : info_(info) {
   info_->AddRef();
   ++gObjects;
+  ThreadSharedRecord().platform.messagePump = RunHostMessages;
 }
 
 ClsTavlin::~ClsTavlin() {
