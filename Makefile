@@ -6,7 +6,7 @@ WINOBJ    := build-windows
 MINGW_CXX ?= x86_64-w64-mingw32-g++
 FUZZ_SECONDS ?= 60
 
-.PHONY: all deps test test-release test-sanitize demo bench fuzz windows-check clean
+.PHONY: all deps test test-release test-sanitize demo bench fuzz windows-check clean com com-dlls com-test
 
 all: deps
 	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
@@ -15,7 +15,7 @@ all: deps
 deps:
 	@tools/install-deps.sh
 
-test: test-release test-sanitize windows-check
+test: test-release test-sanitize windows-check com-test
 
 test-release: all
 	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
@@ -46,4 +46,29 @@ windows-check: deps
 	@echo "windows-check: every file of src/ compiles with $(MINGW_CXX)"
 
 clean:
-	rm -rf $(BUILD) $(ASAN) $(WINOBJ) build-fuzz demo-out
+	rm -rf $(BUILD) $(ASAN) $(WINOBJ) build-fuzz demo-out $(COM_BUILD)
+
+# The COM server Tavlin.dll for 32- and 64-bit Windows (rules in com/com.mk).
+com: deps
+	@tools/install-deps.sh com
+	@$(MAKE) --no-print-directory -j $(JOBS) com-dlls
+	@echo "com: $(COM_BUILD)/i686/Tavlin.dll $(COM_BUILD)/x86_64/Tavlin.dll"
+
+# Under Wine, in a private prefix: the DLLs' exports and type library checked, the
+# registration round trip compared in registry exports, then every com/tests/*.vbs run
+# by cscript as a host would and the C++ host of com/tests/host.cpp, each passing only
+# when its last line is "PASS <name>"; last, their files against the tavlin command's.
+com-test: com
+	@tools/install-deps.sh com-test
+	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
+	@cmake --build $(BUILD) --target tavlin-cli -j $(JOBS)
+	@com/tests/setup.sh $(COM_BUILD)
+	@for t in com/tests/*.vbs com/tests/host.cpp; do \
+	  name=$$(basename $${t%.*}); out=$(COM_BUILD)/test/$$name.out; \
+	  case $$t in *.vbs) com/tests/cscript.sh $(COM_BUILD) $$t ;; *) com/tests/host.sh $(COM_BUILD) ;; esac > $$out 2>&1; \
+	  if tail -n 1 $$out | tr -d '\r' | grep -qx "PASS $$name"; then echo "com-test: $$name passed"; \
+	  else cat $$out; echo "com-test: $$name FAILED: its last line is not PASS $$name (Wine's cscript stops silently at a script error)"; exit 1; fi; \
+	done
+	@com/tests/compare.sh $(COM_BUILD) $(BUILD)/tavlin
+
+include com/com.mk

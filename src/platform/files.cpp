@@ -52,6 +52,15 @@ class HostFile final : public FileBackend {
   bool readOnly_;
 };
 
+// On Windows a path such as "C:\designs\STAR.DST" is the machine's own, and so are
+// A: and B: until a disc image or folder is bound to them; elsewhere an unbound
+// letter is a drive that is not ready.
+#ifdef _WIN32
+constexpr bool kUnboundIsMachineDrive = true;
+#else
+constexpr bool kUnboundIsMachineDrive = false;
+#endif
+
 // A drive path's file name in the root: "A:\\NAME.EXT" gives "NAME.EXT". Folders
 // inside an image are not reached.
 std::string RootName(const std::string& path) {
@@ -66,7 +75,9 @@ FatVolume* VolumeFor(PlatformState& platform, const std::string& path) {
   const int drive = DriveOfPath(path);
   if (drive < 0) return nullptr;
   DriveBinding& binding = DriveAt(platform, drive);
-  if (binding.kind == DriveBinding::Kind::None) throw RunTimeError(kDiskNotReady);
+  if (binding.kind == DriveBinding::Kind::None && !kUnboundIsMachineDrive) {
+    throw RunTimeError(kDiskNotReady);
+  }
   if (binding.kind != DriveBinding::Kind::Image) return nullptr;
   if (!binding.volume) binding.volume = std::make_shared<FatVolume>(binding.image);
   // The tests' failing sectors reach the file system too, by the image's geometry.
@@ -112,7 +123,16 @@ std::string HostPathOf(PlatformState& platform, const std::string& path) {
     case DriveBinding::Kind::Image:
       // The file system inside an image has no host path: VolumeFor reaches it.
       throw RunTimeError(kPathNotFound);
-    case DriveBinding::Kind::None: break;
+    case DriveBinding::Kind::None:
+      if (kUnboundIsMachineDrive) {
+        // The machine's own drive, while it holds a disc (its root can be seen).
+        std::error_code ec;
+        const std::string root = path.substr(0, 2) + "/";
+        std::string rest = WithSlashes(path.substr(2));
+        while (!rest.empty() && rest.front() == '/') rest.erase(0, 1);
+        if (std::filesystem::is_directory(root, ec)) return root + rest;
+      }
+      break;
   }
   throw RunTimeError(kDiskNotReady);
 }

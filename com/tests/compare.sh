@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# After the scripts: what the COM server made must be what the tavlin command makes of
+# the same files. FMC, FDR3 and ZSK images are compared byte for byte after the write and
+# after the delete, designs read back byte for byte, the listing lines as text; on DOS
+# discs and folders the design files themselves. Usage: compare.sh BUILD TAVLIN
+set -eu
+build=$1
+tavlin=$(realpath "$2")
+samples=$(realpath "$(dirname "$0")/../../../shared/samples")
+cd "$build/test"
+rm -rf cli && mkdir cli
+fail() { echo "com-test: $*" >&2; exit 1; }
+same() { cmp -s "$1" "$2" || fail "$1 differs from the tavlin command's $2"; }
+listed() {  # the server's listing line of a family, as the script printed it
+  tr -d '\r' < discs.out | grep "^FILES $1 " | sed "s/^FILES $1 //; s/|\$//"
+}
+
+for family in fmc fdr3 zsk; do
+  named=()
+  case $family in fmc) name=A01 ;; fdr3) name=STAR.U01; named=(--name STAR) ;; zsk) name=1 ;; esac
+  "$tavlin" disc format cli/$family.img --family $family >/dev/null
+  "$tavlin" disc write cli/$family.img "$samples/Star.DST" "${named[@]}" >/dev/null
+  same $family-written.img cli/$family.img
+  line=$("$tavlin" disc list cli/$family.img | sed -n 's/^ *0  //p')
+  [ "$line" = "$(listed $family)" ] || fail "$family: the server lists '$(listed $family)', the command '$line'"
+  "$tavlin" disc read $family-written.img "$name" cli/$family-read.QEP >/dev/null
+  same $family-read.QEP cli/$family-read.QEP
+  "$tavlin" disc delete cli/$family.img "$name" >/dev/null
+  same $family-deleted.img cli/$family.img
+done
+
+# DOS: the file on the image, the design read back from it, the folder's and the
+# machine drive's files, and the large design.
+# FormatDisc gives every DOS machine's type the same disc.
+cmp -s dos-format18.img dos-format3.img && cmp -s dos-format5.img dos-format3.img ||
+  fail "FormatDisc 5 or 18 made another disc than FormatDisc 3"
+"$tavlin" disc format cli/dos.img --family dos720 >/dev/null
+"$tavlin" disc write cli/dos.img "$samples/Star.DST" --as STAR.DSB >/dev/null
+mcopy -n -i dos-written.img ::STAR.DSB cli/server-STAR.DSB
+mcopy -n -i cli/dos.img ::STAR.DSB cli/STAR.DSB
+same cli/server-STAR.DSB cli/STAR.DSB
+"$tavlin" disc identify dos-written.img | grep -q "STAR.DSB" || fail "the command doesn't list STAR.DSB on the server's DOS image"
+"$tavlin" disc read dos-written.img STAR.DSB cli/dos-read.DST >/dev/null
+same dos-read.DST cli/dos-read.DST
+mkdir -p cli/folder cli/machine cli/progress
+"$tavlin" disc write cli/folder "$samples/Star.DST" --as STAR.KSM >/dev/null
+same folder-b/STAR.KSM cli/folder/STAR.KSM
+"$tavlin" disc write cli/machine "$samples/Star.DST" --as STAR.EXP >/dev/null
+same machine-a/STAR.EXP cli/machine/STAR.EXP
+"$tavlin" disc write cli/progress big.DST --as BIG.DSB >/dev/null
+same progress/BIG.DSB cli/progress/BIG.DSB
+echo "com-test: FMC, FDR3 and ZSK images, listings and read-backs, and every DOS file match the tavlin command's"
