@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "conversion/design_reader.h"
+#include "platform/drives.h"
 #include "tavlin/convert.h"
 #include "tavlin/design.h"
 
@@ -23,6 +25,19 @@ std::vector<Needle> NeedlesOf(const std::string& path, bool withJumps) {
             0)
       << path;
   return needles;
+}
+
+std::vector<Step> StepsOf(const std::string& path, bool library) {
+  PlatformState platform;
+  std::vector<Step> steps;
+  EXPECT_EQ(ReadDesignSteps(platform, path,
+                            [&steps](const DesignStep& s) {
+                              steps.push_back({static_cast<int16_t>(s.kind), s.x, s.y, s.colour});
+                            },
+                            library),
+            0)
+      << path;
+  return steps;
 }
 
 }  // namespace tavlin::test

@@ -164,6 +164,21 @@ inline void PrintTo(const Needle& n, std::ostream* out) {
 // split and join them differently.
 std::vector<Needle> NeedlesOf(const std::string& path, bool withJumps = false);
 
+// A step as a file's decoder gives it: its kind, its movement (Y up) and its colour.
+struct Step {
+  int16_t kind;
+  int16_t x, y;
+  int16_t colour;
+  bool operator==(const Step&) const = default;
+};
+
+inline void PrintTo(const Step& s, std::ostream* out) {
+  *out << "{" << s.kind << ", " << s.x << ", " << s.y << ", colour " << s.colour << "}";
+}
+
+// The steps of a file by the class's reading, or by the library's (`library`).
+std::vector<Step> StepsOf(const std::string& path, bool library);
+
 // The same needles moved so that the first lands on the first of `like`: how a design is
 // compared after a format that places it by its centre (PES).
 inline std::vector<Needle> MovedLike(std::vector<Needle> needles, const std::vector<Needle>& like) {

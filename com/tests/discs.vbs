@@ -61,7 +61,8 @@ Sub SectorFamily(family, formatType, discType, name)
   Check t.ReadDisc() = 2 And t.DiscType = discType, family & ": a new disc lists as empty of its family, ReadDisc " & t.ReadDisc() & " type " & t.DiscType
   Check t.WriteToDisc(star, name, formatType, pb) = 0, family & ": WriteToDisc"
   Check pb.Max > 0 And pb.Updates > 0, family & ": no progress, Max " & pb.Max & ", updates " & pb.Updates
-  ' Only a PES destination chooses a hoop, and the conversion clears it first.
+  ' Only a PES destination chooses a hoop (see the DOS disc below), and every
+  ' conversion clears it first.
   Check t.HoopSize = "", family & ": HoopSize after a conversion to the disc is " & t.HoopSize
   KeepImage image, family & "-written.img"
   Check t.ReadDisc() = 0, family & ": ReadDisc after the write"
@@ -115,6 +116,14 @@ KeepImage "dos.img", "dos-written.img"
 Check t.DeleteFromDisc(0, "A:\STAR.DSB", 3) = 0, "dos: DeleteFromDisc"
 Check t.ReadDisc() = 2, "dos: a disc with nothing on it lists 2"
 Check t.ReadFromDisc(0, "A:\STAR.DSB", work & "\dos-none.DST", 3, pb) <> 0, "dos: a deleted file still reads"
+' A PES destination chooses the hoop: a QEP read from the disc into a PES puts the star
+' into the 100 x 100 hoop, and the next conversion clears it.
+Check t.WriteToDisc(star, "A:\STAR.QEP", 3, pb) = 0, "dos: WriteToDisc of a QEP"
+Check t.ReadFromDisc(0, "A:\STAR.QEP", work & "\dos-read.PES", 3, pb) = 0, "dos: ReadFromDisc into a PES"
+Check fso.FileExists(work & "\dos-read.PES"), "dos: no PES read"
+Check t.HoopSize = "100x100", "dos: HoopSize after a PES is " & t.HoopSize
+Check t.ReadFromDisc(0, "A:\STAR.QEP", work & "\dos-read2.DST", 3, pb) = 0, "dos: ReadFromDisc into a DST"
+Check t.HoopSize = "", "dos: HoopSize after a DST is " & t.HoopSize
 t.UnbindDrive 0
 
 ' A folder for drive B: works as a DOS disc.

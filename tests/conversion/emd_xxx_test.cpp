@@ -24,30 +24,8 @@ using test::Rec;
 
 constexpr int16_t kStitch = KindStitch, kJump = KindJump, kColour = KindColour, kTrim = KindTrim;
 
-struct Step {
-  int16_t kind;
-  int16_t x, y;
-  int16_t colour;
-  bool operator==(const Step&) const = default;
-};
-
-void PrintTo(const Step& s, std::ostream* out) {
-  *out << "{" << s.kind << ", " << s.x << ", " << s.y << ", colour " << s.colour << "}";
-}
-
-// The steps a file reads as, by the class's reading or the library's.
-std::vector<Step> StepsOf(const std::string& path, bool library) {
-  PlatformState platform;
-  std::vector<Step> steps;
-  EXPECT_EQ(ReadDesignSteps(platform, path,
-                            [&steps](const DecodedStep& s) {
-                              steps.push_back({static_cast<int16_t>(s.kind), s.x, s.y, s.colour});
-                            },
-                            library),
-            0)
-      << path;
-  return steps;
-}
+using test::Step;
+using test::StepsOf;
 
 std::string Le2(int value) { return Bytes({value & 0xFF, (value >> 8) & 0xFF}); }
 std::string Le4(int64_t value) {

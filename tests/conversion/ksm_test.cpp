@@ -122,30 +122,8 @@ TEST(KsmWriting, EveryMovementRoundTripsThroughDst) {
 // A KSM file: a head of 512 bytes (zero, as other programs write it) and the records.
 std::string KsmFile(const std::string& records) { return std::string(512, '\0') + records; }
 
-// The kinds a file's steps read as, with their movements, through the class's reading
-// or the library's.
-struct Read {
-  int16_t kind;
-  int16_t x, y;
-  int16_t colour;
-  bool operator==(const Read&) const = default;
-};
-
-void PrintTo(const Read& r, std::ostream* out) {
-  *out << "{" << r.kind << ", " << r.x << ", " << r.y << ", colour " << r.colour << "}";
-}
-
-std::vector<Read> StepsOf(const std::string& path, bool otherWriters) {
-  PlatformState platform;
-  std::vector<Read> steps;
-  EXPECT_EQ(ReadDesignSteps(platform, path,
-                            [&steps](const DesignStep& s) {
-                              steps.push_back({static_cast<int16_t>(s.kind), s.x, s.y, s.colour});
-                            },
-                            otherWriters),
-            0);
-  return steps;
-}
+using Read = test::Step;
+using test::StepsOf;
 
 TEST(KsmReading, TheEdgeCasesReadTheSameThroughBothFaces) {
   test::TempDir dir;

@@ -104,31 +104,8 @@ std::string PesFile(const std::string& version, const std::string& hoop,
 
 // --- Reading ------------------------------------------------------------------------
 
-struct Read {
-  int16_t kind;
-  int16_t x;
-  int16_t y;
-  int16_t colour;
-  bool operator==(const Read&) const = default;
-};
-
-void PrintTo(const Read& r, std::ostream* out) {
-  *out << "{" << r.kind << ", " << r.x << ", " << r.y << ", colour " << r.colour << "}";
-}
-
-// The steps as the design reader gives them: the class's reading or the library's.
-std::vector<Read> StepsOf(const std::string& path, bool otherWriters) {
-  PlatformState platform;
-  std::vector<Read> steps;
-  EXPECT_EQ(ReadDesignSteps(platform, path,
-                            [&steps](const DesignStep& s) {
-                              steps.push_back({static_cast<int16_t>(s.kind), s.x, s.y, s.colour});
-                            },
-                            otherWriters),
-            0)
-      << path;
-  return steps;
-}
+using Read = test::Step;
+using test::StepsOf;
 
 // A run of the source into a destination of `destType`, opened; `blocks` is the flag a
 // PES destination raises for its first two passes.

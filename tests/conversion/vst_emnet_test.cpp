@@ -23,29 +23,8 @@ using test::Converter;
 using test::DstFile;
 using test::Rec;
 
-struct Step {
-  int x, y, kind, colour;
-  bool operator==(const Step&) const = default;
-};
-
-void PrintTo(const Step& s, std::ostream* out) {
-  *out << "(" << s.x << ", " << s.y << " kind " << s.kind << " colour " << s.colour << ")";
-}
-
-// The steps a file gives, read by the class's rules or by the library's.
-std::vector<Step> StepsOf(const std::string& path, bool library) {
-  PlatformState platform;
-  std::vector<Step> steps;
-  EXPECT_EQ(ReadDesignSteps(
-                platform, path,
-                [&steps](const DesignStep& s) {
-                  steps.push_back({s.x, s.y, static_cast<int>(s.kind), s.colour});
-                },
-                library),
-            0)
-      << path;
-  return steps;
-}
+using test::Step;
+using test::StepsOf;
 
 constexpr int kStitch = KindStitch, kJump = KindJump, kColour = KindColour, kTrim = KindTrim,
               kNeedle = KindNeedle, kSeven = KindSeven;
@@ -179,12 +158,12 @@ TEST(Vst, EveryFunctionCodeReadOnBothFaces) {
                                             0x02, 0xFE, 0x47,   // 0x47
                                             0x01, 0x01, 0x99,   // no code: a stitch
                                             0x07, 0x07}));      // half a record: dropped
-  const std::vector<Step> common = {{3, 2, kStitch, 1},  {-1, -1, kStitch, 1},
-                                    {5, 0, kJump, 1},    {0, 0, kColour, 2},
-                                    {0, 0, kColour, 3}};
+  const std::vector<Step> common = {{kStitch, 3, 2, 1},  {kStitch, -1, -1, 1},
+                                    {kJump, 5, 0, 1},    {kColour, 0, 0, 2},
+                                    {kColour, 0, 0, 3}};
   std::vector<Step> byClass = common, byLibrary = common;
-  byClass.insert(byClass.end(), {{0, 0, kStitch, 3}, {2, 2, kStitch, 3}, {1, -1, kStitch, 3}});
-  byLibrary.insert(byLibrary.end(), {{0, 0, kTrim, 3}, {2, 2, kSeven, 3}, {1, -1, kStitch, 3}});
+  byClass.insert(byClass.end(), {{kStitch, 0, 0, 3}, {kStitch, 2, 2, 3}, {kStitch, 1, -1, 3}});
+  byLibrary.insert(byLibrary.end(), {{kTrim, 0, 0, 3}, {kSeven, 2, 2, 3}, {kStitch, 1, -1, 3}});
   EXPECT_EQ(StepsOf(path, false), byClass);
   EXPECT_EQ(StepsOf(path, true), byLibrary);
 
@@ -435,14 +414,14 @@ TEST(Emnet, ControlPairsAndStepsReadOnBothFaces) {
                                     0x00, 0xFF,                          // (-127, 0)
                                     0xFF, 0x18, 0x09, 0x09}));           // the end
   EXPECT_EQ(StepsOf(path, false),
-            (std::vector<Step>{{3, -2, kJump, 1}, {2, 2, kColour, 2}, {0, 0, kNeedle, 2},
-                               {1, -1, kStitch, 2}, {-127, 0, kStitch, 2}}));
+            (std::vector<Step>{{kJump, 3, -2, 1}, {kColour, 2, 2, 2}, {kNeedle, 0, 0, 2},
+                               {kStitch, 1, -1, 2}, {kStitch, -127, 0, 2}}));
   EXPECT_EQ(StepsOf(path, true),
-            (std::vector<Step>{{3, -2, kJump, 1}, {2, 2, kColour, 2}, {0, 0, kNeedle, 3},
-                               {1, -1, kStitch, 3}, {-127, 0, kStitch, 3}}));
+            (std::vector<Step>{{kJump, 3, -2, 1}, {kColour, 2, 2, 2}, {kNeedle, 0, 0, 3},
+                               {kStitch, 1, -1, 3}, {kStitch, -127, 0, 3}}));
   // Without an end record the design ends with the file; half a pair is dropped.
   test::WriteBytes(path, std::string(358, ' ') + Bytes({0x02, 0x02, 0xFF, 0x01, 0x04}));
-  EXPECT_EQ(StepsOf(path, true), (std::vector<Step>{{1, 1, kStitch, 1}}));
+  EXPECT_EQ(StepsOf(path, true), (std::vector<Step>{{kStitch, 1, 1, 1}}));
   test::WriteBytes(path, std::string(300, ' '));
   EXPECT_TRUE(StepsOf(path, false).empty());
 }
