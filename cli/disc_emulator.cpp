@@ -42,8 +42,10 @@ bool EmulatorNameFits(const EmulatorArgs& args, const std::string& image, DiscFa
                       int& exitCode) {
   if (args.emulator.empty() || HasFlashFloppyTag(image, family)) return true;
   const std::string tag(FlashFloppyTag(family));
-  exitCode = Fail("FlashFloppy finds the geometry of a " + tag + " image by its name: call " + image +
-                  " NAME." + tag + ".img");
+  std::filesystem::path named(image);
+  if (named.extension() == ".img" || named.extension() == ".IMG") named.replace_extension();
+  exitCode = Fail("FlashFloppy knows " + tag + " images by their names: call " + image + " " +
+                  named.string() + "." + tag + ".img (NAME." + tag + ".img)");
   return false;
 }
 
