@@ -24,6 +24,8 @@ namespace fs = std::filesystem;
 
 // No HFE file of a floppy comes near this: 255 tracks of 50,000 bytes are 13 MB.
 constexpr uintmax_t kLargestHfe = 32u << 20;
+// Cells enough for the largest sector a family has, with its records and gaps.
+constexpr size_t kWrapBytes = (1024 + 128) * 2;
 
 const DiscFamilyRecord& RecordOf(DiscFamily family) {
   return DiscFamilyById(static_cast<DiscFamilyId>(family));
@@ -243,7 +245,11 @@ std::error_code ImportHfe(const std::string& hfe, const std::string& image, std:
   size_t lastUsed = 0;
   for (size_t c = 0; c < in.cylinders.size(); ++c) {
     for (size_t h = 0; h < 2; ++h) {
-      const std::vector<uint8_t>& cells = in.cylinders[c][h];
+      // The track read a little past its end into its start again, as the disc turns:
+      // a sector that another writer let run across the index is still whole.
+      std::vector<uint8_t> cells = in.cylinders[c][h];
+      cells.insert(cells.end(), in.cylinders[c][h].begin(),
+                   in.cylinders[c][h].begin() + static_cast<std::ptrdiff_t>(std::min<size_t>(cells.size(), kWrapBytes)));
       sides[c][h].reads = DecodeMfmTrack(cells, cells.size() * 8);
       if (!sides[c][h].reads.empty()) lastUsed = c + 1;
     }

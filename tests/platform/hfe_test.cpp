@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <random>
 
@@ -247,6 +248,20 @@ TEST(Hfe, ImagesComeBackByteForByte) {
   test::WriteBytes(dir / "shuffled.hfe", WriteHfe(shuffled));
   ASSERT_FALSE(ImportHfe(dir / "shuffled.hfe", dir / "shuffled.img"));
   EXPECT_EQ(test::ReadBytes(dir / "shuffled.img"), zsk);
+
+  // The same tracks turned so that the index falls inside the sixth sector's data, as
+  // another writer may leave them: that sector runs across the index and still reads.
+  HfeImage turned;
+  std::string why;
+  ASSERT_TRUE(ReadHfe(WriteHfe(shuffled), turned, why)) << why;
+  for (auto& cylinder : turned.cylinders) {
+    for (auto& side : cylinder) {
+      std::rotate(side.begin(), side.begin() + (146 + 5 * 381 + 200) * 2, side.end());
+    }
+  }
+  test::WriteBytes(dir / "turned.hfe", WriteHfe(turned));
+  ASSERT_FALSE(ImportHfe(dir / "turned.hfe", dir / "turned.img", &why)) << why;
+  EXPECT_EQ(test::ReadBytes(dir / "turned.img"), zsk);
 
   // The 1.44 MB image plays at high density.
   const std::string hd = test::ReadBytes(dir / "random.hfe");
