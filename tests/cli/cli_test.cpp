@@ -397,6 +397,14 @@ TEST(Command, MakesImagesReadyForFloppyEmulators) {
   EXPECT_EQ(cfg.rfind("[akai]\ncyls = 80\n\n[fmc::671744]\n", 0), 0u) << cfg;
   EXPECT_NE(cfg.find("\n[fdr3::655360]\n"), std::string::npos) << cfg;
   EXPECT_EQ(cfg.find("[fmc", 20), std::string::npos) << "the fmc section twice:\n" << cfg;
+  // A write to an untagged image is refused before the disc changes.
+  ASSERT_EQ(Tavlin(dir, "disc format " + (dir / "plain.img") + " --family zsk").exitCode, 0);
+  const std::string plain = test::ReadBytes(dir / "plain.img");
+  Outcome refused = Tavlin(dir, "disc write " + (dir / "plain.img") + " " + (dir / "a.DST") + " --emulator flashfloppy");
+  EXPECT_NE(refused.exitCode, 0);
+  EXPECT_NE(refused.err.find("plain.zsk.img"), std::string::npos) << refused.err;
+  EXPECT_EQ(test::ReadBytes(dir / "plain.img"), plain);
+  EXPECT_EQ(test::ReadBytes(dir / "IMG.CFG"), cfg);
   Outcome dos = Tavlin(dir, "disc format " + (dir / "d.img") + " --family dos720 --emulator flashfloppy");
   EXPECT_EQ(dos.exitCode, 0) << dos.err;
   EXPECT_NE(dos.out.find("needs no IMG.CFG"), std::string::npos) << dos.out;
