@@ -98,6 +98,7 @@ void AddDisc(CLI::App& app, int& exitCode) {
   AddDiscRead(*disc, exitCode);
   AddDiscDelete(*disc, exitCode);
   AddDiscIdentify(*disc, exitCode);
+  AddDiscEmulator(*disc, exitCode);
 }
 
 }  // namespace tavlin::cli

@@ -4,6 +4,7 @@
 
 #include "common.h"
 #include "disc.h"
+#include "disc_emulator.h"
 
 namespace tavlin::cli {
 
@@ -13,6 +14,7 @@ void AddDiscWrite(CLI::App& disc, int& exitCode) {
   auto name = std::make_shared<std::string>();
   auto as = std::make_shared<std::string>();
   auto replace = std::make_shared<bool>(false);
+  auto emulator = std::make_shared<EmulatorArgs>();
   auto* verb =
       AddDiscVerb(disc, "write", "Write a stitch file of any readable format to a disc", *args);
   verb->add_option("DESIGN", *design, "the stitch file")->required();
@@ -23,7 +25,8 @@ void AddDiscWrite(CLI::App& disc, int& exitCode) {
                    "on a DOS disc, the file's name, whose extension gives its format "
                    "(default: the source's own name), 8.3 and ASCII");
   verb->add_flag("--replace", *replace, "on a DOS disc, replace a file of that name");
-  verb->callback([args, design, name, as, replace, &exitCode] {
+  AddEmulatorOption(*verb, *emulator);
+  verb->callback([args, design, name, as, replace, emulator, &exitCode] {
     namespace fs = std::filesystem;
     std::error_code missing;
     if (!fs::is_regular_file(*design, missing)) {
@@ -36,6 +39,7 @@ void AddDiscWrite(CLI::App& disc, int& exitCode) {
     }
     const std::unique_ptr<Disc> opened = OpenDisc(*args, "write to", exitCode);
     if (opened == nullptr) return;
+    if (!EmulatorNameFits(*emulator, args->image, opened->Family(), exitCode)) return;
     DiscWriteOptions options{.name = *name, .replace = *replace, .progress = ProgressBar()};
     if (opened->Family() == DiscFamily::Dos) {
       options.name = as->empty() ? fs::path(*design).filename().string() : *as;
@@ -52,6 +56,7 @@ void AddDiscWrite(CLI::App& disc, int& exitCode) {
       return;
     }
     std::cout << "wrote " << *design << " as " << written << "\n";
+    WriteEmulatorConfig(*emulator, args->image, opened->Family(), exitCode);
   });
 }
 

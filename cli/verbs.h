@@ -11,5 +11,7 @@ void AddInfo(CLI::App& app, int& exitCode);
 void AddFormats(CLI::App& app, int& exitCode);
 void AddDemo(CLI::App& app, int& exitCode);
 void AddDisc(CLI::App& app, int& exitCode);
+// Under `disc`: emulator-config, export-hfe and import-hfe.
+void AddDiscEmulator(CLI::App& disc, int& exitCode);
 
 }  // namespace tavlin::cli

@@ -369,5 +369,62 @@ TEST(Command, ReadsWhatItMayOnlyRead) {
   EXPECT_EQ(test::ReadBytes(image), before);
 }
 
+// A stick for a Gotek: images named for FlashFloppy with their IMG.CFG, and HFE files
+// that come back as the same image.
+TEST(Command, MakesImagesReadyForFloppyEmulators) {
+  test::TempDir dir;
+  test::WriteBytes(dir / "a.DST", test::DstFile({{KindStitch, 100, 0}, {KindStitch, 0, 50}}));
+  // An untagged name is refused before anything is made.
+  Outcome untagged = Tavlin(dir, "disc format " + (dir / "rose.img") + " --family fmc --emulator flashfloppy");
+  EXPECT_NE(untagged.exitCode, 0);
+  EXPECT_EQ(Lines(untagged.err), 1u);
+  EXPECT_NE(untagged.err.find("NAME.fmc.img"), std::string::npos) << untagged.err;
+  EXPECT_FALSE(std::filesystem::exists(dir / "rose.img"));
+  EXPECT_FALSE(std::filesystem::exists(dir / "IMG.CFG"));
+
+  test::WriteBytes(dir / "IMG.CFG", "[akai]\ncyls = 80\n");
+  const std::string fmc = dir / "rose.fmc.img";
+  Outcome format = Tavlin(dir, "disc format " + fmc + " --family fmc --emulator flashfloppy");
+  ASSERT_EQ(format.exitCode, 0) << format.err;
+  Outcome write = Tavlin(dir, "disc write " + fmc + " " + (dir / "a.DST") + " --emulator flashfloppy");
+  ASSERT_EQ(write.exitCode, 0) << write.err;
+  const std::string fdr3 = dir / "moon.FDR3.img";
+  ASSERT_EQ(Tavlin(dir, "disc format " + fdr3 + " --family fdr3").exitCode, 0);
+  Outcome config = Tavlin(dir, "disc emulator-config " + fdr3);
+  ASSERT_EQ(config.exitCode, 0) << config.err;
+  EXPECT_NE(config.out.find("the fdr3 section is in " + (dir / "IMG.CFG")), std::string::npos) << config.out;
+  const std::string cfg = test::ReadBytes(dir / "IMG.CFG");
+  EXPECT_EQ(cfg.rfind("[akai]\ncyls = 80\n\n[fmc::671744]\n", 0), 0u) << cfg;
+  EXPECT_NE(cfg.find("\n[fdr3::655360]\n"), std::string::npos) << cfg;
+  EXPECT_EQ(cfg.find("[fmc", 20), std::string::npos) << "the fmc section twice:\n" << cfg;
+  // A write to an untagged image is refused before the disc changes.
+  ASSERT_EQ(Tavlin(dir, "disc format " + (dir / "plain.img") + " --family zsk").exitCode, 0);
+  const std::string plain = test::ReadBytes(dir / "plain.img");
+  Outcome refused = Tavlin(dir, "disc write " + (dir / "plain.img") + " " + (dir / "a.DST") + " --emulator flashfloppy");
+  EXPECT_NE(refused.exitCode, 0);
+  EXPECT_NE(refused.err.find("plain.zsk.img"), std::string::npos) << refused.err;
+  EXPECT_EQ(test::ReadBytes(dir / "plain.img"), plain);
+  EXPECT_EQ(test::ReadBytes(dir / "IMG.CFG"), cfg);
+  Outcome dos = Tavlin(dir, "disc format " + (dir / "d.img") + " --family dos720 --emulator flashfloppy");
+  EXPECT_EQ(dos.exitCode, 0) << dos.err;
+  EXPECT_NE(dos.out.find("needs no IMG.CFG"), std::string::npos) << dos.out;
+
+  Outcome exported = Tavlin(dir, "disc export-hfe " + fmc + " " + (dir / "rose.hfe"));
+  ASSERT_EQ(exported.exitCode, 0) << exported.err;
+  EXPECT_NE(Tavlin(dir, "disc export-hfe " + fmc + " " + (dir / "rose.hfe")).exitCode, 0);  // exists
+  Outcome imported = Tavlin(dir, "disc import-hfe " + (dir / "rose.hfe") + " " + (dir / "back.fmc.img"));
+  ASSERT_EQ(imported.exitCode, 0) << imported.err;
+  EXPECT_EQ(test::ReadBytes(dir / "back.fmc.img"), test::ReadBytes(fmc));
+  Outcome listed = Tavlin(dir, "disc list " + (dir / "back.fmc.img"));
+  EXPECT_NE(listed.out.find("A01"), std::string::npos) << listed.out;
+
+  test::WriteBytes(dir / "bad.hfe", "HXCPICFE");
+  Outcome bad = Tavlin(dir, "disc import-hfe " + (dir / "bad.hfe") + " " + (dir / "bad.img"));
+  EXPECT_NE(bad.exitCode, 0);
+  EXPECT_EQ(Lines(bad.err), 1u);
+  EXPECT_NE(bad.err.find("not an HFE file"), std::string::npos) << bad.err;
+  EXPECT_FALSE(std::filesystem::exists(dir / "bad.img"));
+}
+
 }  // namespace
 }  // namespace tavlin
