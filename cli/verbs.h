@@ -11,5 +11,6 @@ void AddInfo(CLI::App& app, int& exitCode);
 void AddFormats(CLI::App& app, int& exitCode);
 void AddDemo(CLI::App& app, int& exitCode);
 void AddDisc(CLI::App& app, int& exitCode);
+void AddPreview(CLI::App& app, int& exitCode);
 
 }  // namespace tavlin::cli

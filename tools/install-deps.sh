@@ -3,7 +3,7 @@
 # As root it runs apt-get itself; otherwise it names what to install and fails.
 # With "fuzz" it also installs clang and its libFuzzer runtime, for `make fuzz`.
 set -eu
-packages=(cmake g++ make libcli11-dev nlohmann-json3-dev libgtest-dev
+packages=(cmake g++ make libcli11-dev nlohmann-json3-dev libgtest-dev libpng-dev
           g++-mingw-w64-x86-64 mtools dosfstools)
 if [ "${1:-}" = fuzz ]; then
   packages+=(clang libclang-rt-14-dev)
