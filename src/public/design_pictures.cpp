@@ -35,8 +35,11 @@ std::error_code Paint(const std::string& path, const DesignSummary& summary, Pai
 PreviewBox BoxOf(const DesignSummary& s) { return {-s.minusX, -s.plusY, s.plusX, s.minusY}; }
 
 PreviewOptions PreviewOptionsOf(const PictureOptions& options, const DesignSummary& summary) {
+  // The ground is chosen for the threads the stitching uses, not every one a table holds.
+  const std::vector<ThreadColour> colours = DrawingColours(summary);
+  const size_t used = static_cast<size_t>(std::max<int64_t>(1, summary.colourChanges + 1));
   std::vector<Rgb> threads;
-  for (const ThreadColour& t : DrawingColours(summary)) threads.push_back(RgbOf(t));
+  for (size_t i = 0; i < std::min(used, colours.size()); ++i) threads.push_back(RgbOf(colours[i]));
   return {.size = options.size,
           .jumps = options.jumps == JumpLines::Dashed ? JumpStyle::Dashed : JumpStyle::Hide,
           .grid = options.grid,

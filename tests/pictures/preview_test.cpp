@@ -138,6 +138,12 @@ TEST(Preview, TheStarInTheColoursItsFilesStore) {
   EXPECT_GT(census.at({255, 0, 0}), 2000);
   EXPECT_GT(census.at({255, 255, 255}), 1000);
   EXPECT_EQ(PixelOf(pcs, 0, 0), (Rgb{pcs.background.red, pcs.background.green, pcs.background.blue}));
+  // The PCM's table holds all sixteen of its palette's colours, white among them; the
+  // stitching uses black and navy, so the ground stays white.
+  Picture pcm;
+  ASSERT_EQ(DrawDesign(samples + "/Star.PCM", {.size = 200}, pcm).value(), 0);
+  EXPECT_EQ(pcm.background, (ThreadColour{255, 255, 255, -1}));
+  EXPECT_GT(Census(pcm).at({0, 0, 0}), 2000);
   // The middle of the star is red, in every format that stores its colours.
   for (const char* name : {"Star.PCS", "Star.JEF", "Star.SEW", "Star.XXX"}) {
     Picture p;
