@@ -1,6 +1,7 @@
 // tavlin preview DESIGN OUT.png|OUT.svg: a picture of the design in its thread colours.
 #include <png.h>
 
+#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
