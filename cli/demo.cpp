@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common.h"
+#include "picture_files.h"
 #include "sample_design.h"
 #include "tavlin/convert.h"
 #include "tavlin/design.h"
@@ -178,8 +179,17 @@ void AddDemo(CLI::App& app, int& exitCode) {
       return;
     }
     std::printf("sample design: %zu stitches, %d colour changes, long moves split at 5 mm,\n"
-                "written to %s\n\n",
+                "written to %s\n",
                 reference.stitches.size(), reference.colourChanges, sample.c_str());
+    // Its picture, with the long moves' jumps dashed so that the whole outline shows.
+    const std::string picture = (fs::path(*dir) / "sample.png").string();
+    if (const std::string why = WritePicture(
+            sample, picture, {.size = 600, .jumps = JumpLines::Dashed, .grid = true});
+        !why.empty()) {
+      exitCode = Fail(why);
+      return;
+    }
+    std::printf("and drawn in its thread colours to %s\n\n", picture.c_str());
     std::printf("%-7s %8s %9s  %-30s %s\n", "format", "bytes", "stitches", "stitch extents +X -X +Y -Y mm",
                 "result");
     int failures = 0;

@@ -5,6 +5,7 @@
 
 #include "common.h"
 #include "tavlin/design.h"
+#include "tavlin/picture.h"
 #include "verbs.h"
 
 namespace tavlin::cli {
@@ -62,9 +63,16 @@ void AddInfo(CLI::App& app, int& exitCode) {
       if (!s.threads.empty()) {
         auto& threads = out["threads"] = nlohmann::ordered_json::array();
         for (const ThreadColour& t : s.threads) {
-          nlohmann::ordered_json thread = {{"rgb", HexColour(t)}};
+          nlohmann::ordered_json thread = {{"rgb", HexColour(t)}, {"name", ColourName(t)}};
           if (t.paletteKey >= 0) thread["palette_key"] = t.paletteKey;
           threads.push_back(thread);
+        }
+      }
+      if (s.threads.empty()) {
+        // What a picture of it is drawn in: the default palette, PES keys in order.
+        auto& threads = out["default_threads"] = nlohmann::ordered_json::array();
+        for (const ThreadColour& t : DrawingColours(s)) {
+          threads.push_back({{"rgb", HexColour(t)}, {"name", ColourName(t)}, {"pes_key", t.paletteKey}});
         }
       }
       std::cout << out.dump(2) << "\n";
@@ -81,11 +89,20 @@ void AddInfo(CLI::App& app, int& exitCode) {
               << "  +Y " << Millimetres(s.plusY) << "  -Y " << Millimetres(s.minusY) << "\n";
     if (!s.version.empty()) std::cout << "version         " << s.version << "\n";
     if (!s.hoop.empty()) std::cout << "hoop            " << s.hoop << "\n";
+    // The makers' palettes carry no thread names: a colour is named by how it looks.
     for (size_t i = 0; i < s.threads.size(); ++i) {
       std::cout << (i == 0 ? "threads         " : "                ") << i + 1 << ": "
-                << HexColour(s.threads[i]);
+                << HexColour(s.threads[i]) << " " << ColourName(s.threads[i]);
       if (s.threads[i].paletteKey >= 0) std::cout << " (palette " << s.threads[i].paletteKey << ")";
       std::cout << "\n";
+    }
+    if (s.threads.empty()) {
+      const std::vector<ThreadColour> drawn = DrawingColours(s);
+      std::cout << "threads         none stored; drawn in the default palette (PES keys):\n";
+      for (size_t i = 0; i < drawn.size(); ++i) {
+        std::cout << "                " << i + 1 << ": " << HexColour(drawn[i]) << " "
+                  << ColourName(drawn[i]) << " (PES " << drawn[i].paletteKey << ")\n";
+      }
     }
   });
 }

@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
   tavlin::cli::AddFormats(app, exitCode);
   tavlin::cli::AddDemo(app, exitCode);
   tavlin::cli::AddDisc(app, exitCode);
+  tavlin::cli::AddPreview(app, exitCode);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

@@ -61,6 +61,9 @@ std::string QepRecord(int code, int x, int yUp) {
 void WriteSampleDesign(const std::string& path) {
   std::string bytes(512, ' ');
   bytes.replace(0, 20, std::string("LA:SAMPLE   DSC.QEP\r"));
+  // Its three threads, red, green and blue, in the head's thread table.
+  bytes.replace(103, 2, Bytes2(3));
+  bytes.replace(113, 9, std::string("\xED\x17\x1F\x00\x87\x77\x0E\x1F\x7C", 9));
   bytes += QepRecord(kOpening, 0, 0);
   for (const Point& p : SamplePoints()) bytes += QepRecord(p.kind, p.x, p.y);
   bytes += QepRecord(kEnd, 0, 0);

@@ -13,5 +13,6 @@ void AddDemo(CLI::App& app, int& exitCode);
 void AddDisc(CLI::App& app, int& exitCode);
 // Under `disc`: emulator-config, export-hfe and import-hfe.
 void AddDiscEmulator(CLI::App& disc, int& exitCode);
+void AddPreview(CLI::App& app, int& exitCode);
 
 }  // namespace tavlin::cli

@@ -7,7 +7,7 @@
 # `make com`; with "com-test" those and Wine, for `make com-test` (wine32 only where
 # the machine takes i386 packages).
 set -eu
-packages=(cmake g++ make libcli11-dev nlohmann-json3-dev libgtest-dev
+packages=(cmake g++ make libcli11-dev nlohmann-json3-dev libgtest-dev libpng-dev
           g++-mingw-w64-x86-64 mtools dosfstools)
 if [ "${1:-}" = fuzz ]; then
   packages+=(clang libclang-rt-14-dev)

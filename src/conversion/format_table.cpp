@@ -117,17 +117,34 @@ std::vector<int16_t> RouteOf(int16_t sourceType, int16_t destType, std::string& 
           NameOf(source.Reads() ? dest : source) + " files";
     return {};
   }
-  if (!source.readOnlyInto.empty() && !Lists(source.readOnlyInto, dest.fileEnd)) {
-    why = NameOf(source) + " designs are read only into " + InWords(source.readOnlyInto);
-    return {};
-  }
   std::vector<int16_t> route = {sourceType};
   auto through = [&route](const Codec& codec) {
     if (route.back() != codec.code) route.push_back(codec.code);
   };
+  if (!source.readOnlyInto.empty() && !Lists(source.readOnlyInto, dest.fileEnd)) {
+    // A source read only into some formats goes by way of the first of them that reads
+    // into any (Emnet by way of DST). One that keeps machine functions has none such.
+    const Codec* via = nullptr;
+    for (size_t at = 0; !source.keepsFunctionCodes && via == nullptr && at < source.readOnlyInto.size();) {
+      size_t end = source.readOnlyInto.find(' ', at);
+      if (end == std::string_view::npos) end = source.readOnlyInto.size();
+      const Codec& candidate = CodecOf(FindFormatCode(source.readOnlyInto.substr(at, end - at)));
+      if (IsNamedFormat(candidate) && candidate.readOnlyInto.empty() && !candidate.keepsFunctionCodes &&
+          candidate.Reads() && candidate.Writes()) {
+        via = &candidate;
+      }
+      at = end + 1;
+    }
+    if (via == nullptr) {
+      why = NameOf(source) + " designs are read only into " + InWords(source.readOnlyInto);
+      return {};
+    }
+    through(*via);
+  }
+  const Codec& from = CodecOf(route.back());
   auto headed = [](const Codec& codec) { return codec.textHeader || codec.Wrapper(); };
   // A wrapper's records come out whole only into a format of the text header.
-  if (source.Wrapper() && !headed(dest)) through(CodecOf(source.wraps));
+  if (from.Wrapper() && !headed(dest)) through(CodecOf(from.wraps));
   // And go in whole only from one.
   if (dest.Wrapper() && !headed(CodecOf(route.back()))) through(CodecOf(dest.wraps));
   if (!dest.writtenOnlyFrom.empty() && !Lists(dest.writtenOnlyFrom, CodecOf(route.back()).fileEnd)) {
