@@ -185,7 +185,9 @@ TEST(Preview, BadRequestsGiveCodes) {
   // A file cut short in its head still draws what it holds, or says why not.
   test::WriteBytes(dir / "cut.DST", test::DstFile({{KindStitch, 10, 10}}).substr(0, 100));
   const std::error_code cut = DrawDesign(dir / "cut.DST", {}, picture);
-  if (!cut) EXPECT_EQ(picture.width, 600);
+  if (!cut) {
+    EXPECT_EQ(picture.width, 600);
+  }
 }
 
 TEST(Preview, ColoursAreNamedByHowTheyLook) {
