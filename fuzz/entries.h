@@ -4,6 +4,10 @@
 // formats: the first byte names the format (its low five bits are the code, bit 0x20
 //   asks for the other writers' readings); the rest is the file, converted into every
 //   destination of kDestinations that this build writes, and summarised.
+// emulators: the first byte chooses. Even: the rest is an HFE file, imported into an
+//   image; one that imports is exported and imported again and must come back the same.
+//   Odd: the rest is an IMG.CFG that the FMC section is merged into twice; the second
+//   merge changes nothing.
 // disc families: the input lies over the directory and table area of an image of the
 //   family formatted and holding two designs; then the disc is identified and listed,
 //   its first and last designs read, the first deleted and a design written.
@@ -29,6 +33,7 @@
 #include "platform/drives.h"
 #include "tavlin/design.h"
 #include "tavlin/disc.h"
+#include "tavlin/emulator.h"
 #include "tavlin/progress.h"
 
 namespace tavlin::fuzz {
@@ -247,5 +252,33 @@ class DiscFixture {
   std::string base_;
   std::string work_;
 };
+
+// ---- emulators ----
+
+inline void FuzzEmulators(const Scratch& scratch, const uint8_t* data, size_t size) {
+  if (size < 1) return;
+  std::error_code ec;
+  if (data[0] % 2 == 0) {
+    const std::string hfe = scratch / "in.hfe", image = scratch / "in.img";
+    std::filesystem::remove(image, ec);
+    WriteFile(hfe, data + 1, size - 1);
+    if (ImportHfe(hfe, image)) return;
+    const std::string again = scratch / "again.hfe", back = scratch / "back.img";
+    std::filesystem::remove(back, ec);
+    if (ExportHfe(image, again) || ImportHfe(again, back) || ReadFile(back) != ReadFile(image)) {
+      std::fprintf(stderr, "an imported image does not come back through its own HFE\n");
+      std::abort();
+    }
+    return;
+  }
+  const std::string config = scratch / "IMG.CFG";
+  WriteFile(config, data + 1, size - 1);
+  if (MergeFlashFloppyConfig(config, DiscFamily::Fmc)) return;
+  const std::string once = ReadFile(config);
+  if (MergeFlashFloppyConfig(config, DiscFamily::Fmc) || ReadFile(config) != once) {
+    std::fprintf(stderr, "a second merge of the same section changed the IMG.CFG\n");
+    std::abort();
+  }
+}
 
 }  // namespace tavlin::fuzz

@@ -6,7 +6,7 @@
 set -u
 cd "$(dirname "$0")/.."
 seconds=${FUZZ_SECONDS:-60}
-targets=${FUZZ_TARGETS:-"formats fmc fdr3 zsk dos"}
+targets=${FUZZ_TARGETS:-"formats fmc fdr3 zsk dos emulators"}
 build=${FUZZ_BUILD:-build-fuzz}
 jobs=${JOBS:-2}
 samples=${FUZZ_SAMPLES:-../shared/samples}
@@ -58,6 +58,25 @@ disc_seeds() {
   rm -rf "$tmp"
 }
 
+# Emulator seeds: the HFE of an empty and of a written image of each family (byte 0
+# ahead), and the IMG.CFG the command writes for them, alone and merged (byte 1 ahead).
+emulator_seeds() {
+  local out=$1 tmp family
+  tmp=$(mktemp -d)
+  for family in fmc fdr3 zsk; do
+    local image="$tmp/disc.$family.img"
+    build/tavlin disc format "$image" --family "$family" --force >/dev/null 2>&1 || continue
+    build/tavlin disc export-hfe "$image" "$tmp/empty.hfe" --force >/dev/null 2>&1 &&
+      { printf '\0'; cat "$tmp/empty.hfe"; } >"$out/hfe-empty-$family"
+    build/tavlin disc write "$image" "$samples/Star.DST" --family "$family" --name STAR >/dev/null 2>&1
+    build/tavlin disc export-hfe "$image" "$tmp/star.hfe" --force >/dev/null 2>&1 &&
+      { printf '\0'; cat "$tmp/star.hfe"; } >"$out/hfe-star-$family"
+    build/tavlin disc emulator-config "$image" --config "$tmp/IMG.CFG" >/dev/null 2>&1
+  done
+  [ -f "$tmp/IMG.CFG" ] && { printf '\1'; cat "$tmp/IMG.CFG"; } >"$out/imgcfg-three"
+  rm -rf "$tmp"
+}
+
 mkdir -p "$build/findings" "$build/logs"
 summary="$build/logs/summary.txt"
 : >"$summary"
@@ -69,6 +88,10 @@ for t in $targets; do
     "$build/fuzz-seeds" "$samples" "$seeds" >/dev/null || exit 1
     dict=fuzz/formats.dict
     maxlen=32768
+  elif [ "$t" = emulators ]; then
+    emulator_seeds "$seeds"
+    dict=fuzz/emulators.dict
+    maxlen=2200000
   else
     disc_seeds "$t" "$seeds"
     dict=fuzz/discs.dict

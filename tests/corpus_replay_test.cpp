@@ -76,6 +76,16 @@ TEST(CorpusReplay, EveryFormatInputConvertsOrFailsWithinItsLimit) {
   EXPECT_GE(converting * 4, inputs.size());
 }
 
+TEST(CorpusReplay, EveryEmulatorFileImportsOrIsRefusedWithinItsLimit) {
+  const std::vector<fs::path> inputs = InputsOf("emulators");
+  ASSERT_GE(inputs.size(), 10u) << CorpusOf("emulators");
+  const fuzz::Scratch scratch;
+  for (const fs::path& input : inputs) {
+    SCOPED_TRACE(input.filename().string());
+    RunWithLimit(input, [&](const uint8_t* data, size_t size) { fuzz::FuzzEmulators(scratch, data, size); });
+  }
+}
+
 class DiscCorpus : public ::testing::TestWithParam<DiscFamily> {};
 
 TEST_P(DiscCorpus, EveryDamagedDirectoryListsReadsAndWritesWithinItsLimit) {
