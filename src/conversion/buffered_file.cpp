@@ -5,7 +5,7 @@
 namespace tavlin {
 
 BufferedFile::BufferedFile(std::unique_ptr<FileBackend> backend)
-    : backend_(std::move(backend)), window_(kWindowBytes) {
+    : backend_(std::move(backend)), window_(std::make_unique_for_overwrite<uint8_t[]>(kWindowBytes)) {
   length_ = backend_->Length();
 }
 
@@ -24,7 +24,7 @@ void BufferedFile::RequireOpen() const {
 void BufferedFile::Flush() {
   length_ = Length();
   if (!backend_ || dirtyFrom_ >= windowLength_) return;
-  backend_->WriteAt(windowStart_ + static_cast<int64_t>(dirtyFrom_), window_.data() + dirtyFrom_,
+  backend_->WriteAt(windowStart_ + static_cast<int64_t>(dirtyFrom_), window_.get() + dirtyFrom_,
                     windowLength_ - dirtyFrom_);
   dirtyFrom_ = SIZE_MAX;
 }
@@ -34,7 +34,7 @@ void BufferedFile::Close() {
   Flush();
   backend_->Flush();
   backend_.reset();
-  window_ = {};
+  window_.reset();
   windowLength_ = 0;
 }
 
@@ -45,7 +45,7 @@ size_t BufferedFile::ReadSlow(uint8_t* out, size_t n) {
     const int64_t offset = position_ - windowStart_;
     if (offset >= 0 && static_cast<size_t>(offset) < windowLength_) {
       const size_t take = std::min(n - done, windowLength_ - static_cast<size_t>(offset));
-      std::memcpy(out + done, window_.data() + offset, take);
+      std::memcpy(out + done, window_.get() + offset, take);
       done += take;
       position_ += static_cast<int64_t>(take);
       continue;
@@ -53,7 +53,7 @@ size_t BufferedFile::ReadSlow(uint8_t* out, size_t n) {
     Flush();
     windowStart_ = position_;
     windowLength_ = 0;
-    windowLength_ = position_ < length_ ? backend_->ReadAt(position_, window_.data(), kWindowBytes)
+    windowLength_ = position_ < length_ ? backend_->ReadAt(position_, window_.get(), kWindowBytes)
                                         : 0;
     if (windowLength_ == 0) break;
   }

@@ -33,7 +33,7 @@ class BufferedFile {
   size_t Read(uint8_t* out, size_t n) {
     const int64_t offset = position_ - windowStart_;
     if (offset >= 0 && static_cast<size_t>(offset) + n <= windowLength_) {
-      std::memcpy(out, window_.data() + offset, n);
+      std::memcpy(out, window_.get() + offset, n);
       position_ += static_cast<int64_t>(n);
       return n;
     }
@@ -45,7 +45,7 @@ class BufferedFile {
     if (offset >= 0 && static_cast<size_t>(offset) <= windowLength_ &&
         static_cast<size_t>(offset) + n <= kWindowBytes) {
       const size_t at = static_cast<size_t>(offset);
-      std::memcpy(window_.data() + at, data, n);
+      std::memcpy(window_.get() + at, data, n);
       if (at < dirtyFrom_) dirtyFrom_ = at;
       if (at + n > windowLength_) windowLength_ = at + n;
       position_ += static_cast<int64_t>(n);
@@ -74,7 +74,9 @@ class BufferedFile {
   void RequireOpen() const;
 
   std::unique_ptr<FileBackend> backend_;
-  std::vector<uint8_t> window_;
+  // Left uninitialised: a small file touches only the pages it fills, which matters when
+  // many conversions run at once in one process (a batch).
+  std::unique_ptr<uint8_t[]> window_;
   int64_t windowStart_ = 0;
   size_t windowLength_ = 0;  // bytes of the window that mirror the file
   // From here to the window's end the window is written out when it moves; bytes
