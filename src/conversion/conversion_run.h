@@ -97,10 +97,11 @@ struct PassCounters {
   bool FirstStepReady = false;
 
   // QEP and QCD: the previous position read, the record just read (what a CND
-  // destination is written from), and the pixel box of the header.
+  // destination is written from), and the extremes of the positions written, which give
+  // the header's pixel box (the screen's middle, position 0, always in it).
   int32_t QepPrevX = 0, QepPrevY = 0;
   int16_t QepCode = 0, QepX = 0, QepY = 0;
-  int32_t MaxPixX = 320, MinPixX = 320, MaxPixY = 240, MinPixY = 240;
+  double QepMaxX = 0, QepMinX = 0, QepMaxY = 0, QepMinY = 0;
 
   // CND: the parameter of the record just read, and the writer's jump mode.
   double CndParam = 0;

@@ -1,5 +1,6 @@
 // Velmo QEP (Quick Expanded) and QCD (Quick Condensed): five-byte records of a function
 // code and an absolute position, Y down, behind the DST-family text header.
+#include <algorithm>
 #include <cmath>
 
 #include "conversion/formats/formats.h"
@@ -46,14 +47,16 @@ void WriteRecord(ConversionRun& run, int code, double x, double y) {
   run.WriteBytes(record, 5);
 }
 
-// The design on a 640 x 480 screen centred at (320, 240).
+// The design on a 640 x 480 screen centred at (320, 240). A pixel grows with its
+// position, so the box is that of the extreme positions, placed once at the end.
+int32_t PixelX(double x) { return static_cast<int32_t>(RoundHalfEven(x / 3.8 + 320)); }
+int32_t PixelY(double y) { return static_cast<int32_t>(RoundHalfEven(y / 4 + 240)); }
+
 void UpdatePixelBox(ConversionRun& run) {
-  const auto pixX = static_cast<int32_t>(RoundHalfEven(run.PosX / 3.8 + 320));
-  const auto pixY = static_cast<int32_t>(RoundHalfEven(run.PosY / 4 + 240));
-  run.MaxPixX = std::max(run.MaxPixX, pixX);
-  run.MinPixX = std::min(run.MinPixX, pixX);
-  run.MaxPixY = std::max(run.MaxPixY, pixY);
-  run.MinPixY = std::min(run.MinPixY, pixY);
+  run.QepMaxX = std::max(run.QepMaxX, run.PosX);
+  run.QepMinX = std::min(run.QepMinX, run.PosX);
+  run.QepMaxY = std::max(run.QepMaxY, run.PosY);
+  run.QepMinY = std::min(run.QepMinY, run.PosY);
 }
 
 Decoded DecodeQep(ConversionRun& run) {
@@ -128,10 +131,10 @@ void EndQep(ConversionRun& run) {
   run.RecordCount += 1;
   // The pixel box and the counts inside the text header.
   std::string block;
-  block += IntToBytes2(run.MaxPixX);
-  block += IntToBytes2(run.MinPixX);
-  block += IntToBytes2(run.MaxPixY);
-  block += IntToBytes2(run.MinPixY);
+  block += IntToBytes2(PixelX(run.QepMaxX));
+  block += IntToBytes2(PixelX(run.QepMinX));
+  block += IntToBytes2(PixelY(run.QepMaxY));
+  block += IntToBytes2(PixelY(run.QepMinY));
   block += IntToBytes2(run.ColourIndex);
   block += IntToBytes4(run.RecordCount);
   block += IntToBytes4(static_cast<double>(lastRecord));
