@@ -174,17 +174,6 @@ TEST(Matrix, EveryReadableSampleToEveryWritableFormat) {
       const Essence want = essenceOf(source);
       const bool centred = byCode[FindFormatCode(source)].centresDesign || to.centresDesign;
       const Essence got = centred ? essenceOf(dest).MovedToStartOf(want) : essenceOf(dest);
-      // Open in the codecs: the colour change of these Barudan files (one that a stitch
-      // follows at once, with no jump between) is lost on the way into CND's machine
-      // codes; their stitches arrive whole. Shown in the table as "cc".
-      static const std::set<std::string> kColourLostInCnd = {"Star_DSB.DSB CND", "Star_DSZ.DSZ CND",
-                                                             "Star_u01.u01 CND", "Star_DSZ.DSZ QCD"};
-      if (kColourLostInCnd.count(name + " " + to.name) != 0) {
-        EXPECT_EQ(got.stitches, want.stitches) << name << " to " << to.name;
-        EXPECT_LT(got.colourChanges, want.colourChanges) << name << " to " << to.name << " keeps its colours now";
-        cell = "cc";
-        continue;
-      }
       const bool same = got.stitches == want.stitches && got.colourChanges == want.colourChanges;
       EXPECT_TRUE(same) << name << " to " << to.name << ": " << got.stitches.size() << " stitches, "
                         << got.colourChanges << " colour changes; the source has " << want.stitches.size()

@@ -185,6 +185,29 @@ TEST(Cnd, PositionsInSixthsAndTheHighBits) {
   EXPECT_EQ(cnd.substr(5, 5), Bytes({0x80 | 0x40 | 0x20 | 0x02, 0, 18, 0, 24}));
 }
 
+// A QEP's needle code (a DSZ's colour change) is a colour change in CND for the library;
+// the class writes it as a macro of no meaning, which a reader skips.
+TEST(Cnd, ANeedleCodeIsAColourChangeForTheLibraryAndNothingForTheClass) {
+  test::TempDir dir;
+  test::WriteBytes(dir / "a.QEP", QepFile({Qep(7, 10, 0), Qep(0x18, 10, 0), Qep(7, 20, 0)}));
+  Converter convert;
+  ASSERT_EQ(convert(dir / "a.QEP", dir / "class.CND"), 0);
+  ASSERT_EQ(Convert(dir / "a.QEP", dir / "library.CND").value(), 0);
+  const std::string byClass = test::ReadBytes(dir / "class.CND");
+  const std::string byLibrary = test::ReadBytes(dir / "library.CND");
+  ASSERT_EQ(byClass.size(), 15u);
+  ASSERT_EQ(byLibrary.size(), 15u);
+  EXPECT_EQ(byClass.substr(0, 5), byLibrary.substr(0, 5));
+  EXPECT_EQ(byClass[6], '\0');
+  EXPECT_EQ(static_cast<uint8_t>(byLibrary[6]), 0x2D);
+  EXPECT_EQ(byClass.substr(7), byLibrary.substr(7));
+  // Read back, the macro is CND's colour change, code 19, between the two positions.
+  ASSERT_EQ(Convert(dir / "library.CND", dir / "back.QEP").value(), 0);
+  std::vector<int> codes;
+  for (const QepRecord& r : QepRecordsOf(test::ReadBytes(dir / "back.QEP"))) codes.push_back(r.code);
+  EXPECT_EQ(codes, (std::vector<int>{5, 7, 19, 7, 6}));
+}
+
 TEST(Cnd, FiveSixthsRoundUpToOne) {
   test::TempDir dir;
   // Positions 5, 3, 2 and -9 sixths: 0.83 and 0.5 go up to 1, 0.33 stays 0, -1.5 is -2.
