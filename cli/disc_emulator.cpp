@@ -4,6 +4,9 @@
 
 #include <filesystem>
 #include <iostream>
+#include <memory>
+#include <string>
+#include <utility>
 
 #include "common.h"
 #include "disc.h"
@@ -28,6 +31,37 @@ bool RefuseExisting(const std::string& path, bool force, int& exitCode) {
     return true;
   }
   return false;
+}
+
+// A verb that makes one file from another (export-hfe, import-hfe): the file made is
+// refused where one stands already, unless --force.
+struct ConversionVerb {
+  const char* name;
+  const char* description;
+  std::pair<const char*, const char*> from, to;  // the argument's name and help
+  const char* forceHelp;
+  const char* doing;  // "export": "cannot export A", "exported A to B"
+  const char* joint;  // "to", "into"
+  std::error_code (*run)(const std::string& from, const std::string& to, std::string* why);
+};
+
+void AddConversionVerb(CLI::App& disc, int& exitCode, const ConversionVerb& v) {
+  auto from = std::make_shared<std::string>();
+  auto to = std::make_shared<std::string>();
+  auto force = std::make_shared<bool>(false);
+  auto* verb = disc.add_subcommand(v.name, v.description);
+  verb->add_option(v.from.first, *from, v.from.second)->required();
+  verb->add_option(v.to.first, *to, v.to.second)->required();
+  verb->add_flag("--force", *force, v.forceHelp);
+  verb->callback([v, from, to, force, &exitCode] {
+    if (RefuseExisting(*to, *force, exitCode)) return;
+    std::string why;
+    if (const std::error_code ec = v.run(*from, *to, &why)) {
+      exitCode = FailWith(std::string("cannot ") + v.doing + " " + *from, ec, why);
+      return;
+    }
+    std::cout << v.doing << "ed " << *from << " " << v.joint << " " << *to << "\n";
+  });
 }
 
 }  // namespace
@@ -83,42 +117,14 @@ void AddDiscEmulator(CLI::App& disc, int& exitCode) {
       WriteEmulatorConfig(emulator, args->image, opened->Family(), exitCode, *config);
     });
   }
-  {
-    auto image = std::make_shared<std::string>();
-    auto hfe = std::make_shared<std::string>();
-    auto force = std::make_shared<bool>(false);
-    auto* verb = disc.add_subcommand("export-hfe", "Write a disc image's tracks into an HFE file for HxC emulators");
-    verb->add_option("IMAGE", *image, "the raw disc image")->required();
-    verb->add_option("OUT", *hfe, "the HFE file to make")->required();
-    verb->add_flag("--force", *force, "replace an HFE file that exists already");
-    verb->callback([image, hfe, force, &exitCode] {
-      if (RefuseExisting(*hfe, *force, exitCode)) return;
-      std::string why;
-      if (const std::error_code ec = ExportHfe(*image, *hfe, &why)) {
-        exitCode = FailWith("cannot export " + *image, ec, why);
-        return;
-      }
-      std::cout << "exported " << *image << " to " << *hfe << "\n";
-    });
-  }
-  {
-    auto hfe = std::make_shared<std::string>();
-    auto image = std::make_shared<std::string>();
-    auto force = std::make_shared<bool>(false);
-    auto* verb = disc.add_subcommand("import-hfe", "Read the sectors of an HFE file into a raw disc image");
-    verb->add_option("IN", *hfe, "the HFE file")->required();
-    verb->add_option("IMAGE", *image, "the raw disc image to make")->required();
-    verb->add_flag("--force", *force, "replace an image that exists already");
-    verb->callback([hfe, image, force, &exitCode] {
-      if (RefuseExisting(*image, *force, exitCode)) return;
-      std::string why;
-      if (const std::error_code ec = ImportHfe(*hfe, *image, &why)) {
-        exitCode = FailWith("cannot import " + *hfe, ec, why);
-        return;
-      }
-      std::cout << "imported " << *hfe << " into " << *image << "\n";
-    });
-  }
+  AddConversionVerb(disc, exitCode,
+                    {"export-hfe", "Write a disc image's tracks into an HFE file for HxC emulators",
+                     {"IMAGE", "the raw disc image"}, {"OUT", "the HFE file to make"},
+                     "replace an HFE file that exists already", "export", "to", ExportHfe});
+  AddConversionVerb(disc, exitCode,
+                    {"import-hfe", "Read the sectors of an HFE file into a raw disc image",
+                     {"IN", "the HFE file"}, {"IMAGE", "the raw disc image to make"},
+                     "replace an image that exists already", "import", "into", ImportHfe});
 }
 
 }  // namespace tavlin::cli
