@@ -6,7 +6,7 @@ WINOBJ    := build-windows
 MINGW_CXX ?= x86_64-w64-mingw32-g++
 FUZZ_SECONDS ?= 60
 
-.PHONY: all deps test test-release test-sanitize demo bench fuzz windows-check clean com com-dlls com-test
+.PHONY: all deps test check test-release test-sanitize demo bench fuzz fuzz-short windows-check clean com com-dlls com-test
 
 all: deps
 	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
@@ -15,7 +15,13 @@ all: deps
 deps:
 	@tools/install-deps.sh
 
-test: test-release test-sanitize windows-check com-test
+# The native suite on the Release build: what a developer runs before every commit.
+test: test-release
+
+# Everything else a change must pass before it lands: the suite again under the
+# sanitizers, the Windows build of the core, the COM server under Wine, and every fuzz
+# target for a short while. CI runs `make test check`.
+check: test-sanitize windows-check com-test fuzz-short
 
 test-release: all
 	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
@@ -37,6 +43,10 @@ bench: all
 fuzz: deps
 	@tools/install-deps.sh fuzz
 	@FUZZ_SECONDS=$(FUZZ_SECONDS) JOBS=$(JOBS) fuzz/run.sh
+
+# Each fuzz target briefly, from its corpus: a smoke run, not a campaign.
+fuzz-short:
+	@$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=20
 
 # The core must stay portable to the Windows COM server: every file of src/ compiles with MinGW.
 windows-check: deps
