@@ -4,6 +4,7 @@
 #include <iostream>
 #include <system_error>
 
+#include "tavlin/convert.h"
 #include "tavlin/design.h"
 #include "tavlin/error.h"
 
@@ -53,6 +54,11 @@ std::string InWords(const std::error_code& ec) {
     return ec.message() + " (code " + std::to_string(ec.value()) + ")";
   }
   return ec.message();
+}
+
+std::string InWords(const std::error_code& ec, const std::string& source) {
+  if (ec == ConvertErrc::UnsoundSource) return WhySourceUnsound(source);
+  return InWords(ec);
 }
 
 std::string RefusedFormat(const std::string& path, bool forReading) {

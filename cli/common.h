@@ -22,6 +22,9 @@ int Fail(const std::string& what);
 
 // "disk not ready (code 71)" for a numbered result; the words alone for a disc's.
 std::string InWords(const std::error_code& ec);
+// The same for a failure that concerns a source file: an unsound source says what is
+// wrong with it.
+std::string InWords(const std::error_code& ec, const std::string& source);
 
 // Why this build can't read (or write) the file a path names, or empty when it can.
 std::string RefusedFormat(const std::string& path, bool forReading);

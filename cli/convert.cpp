@@ -82,7 +82,7 @@ int ConvertOne(const std::string& source, const std::string& dest, int maxStitch
   const ConvertOptions options{.maxStitchLength = static_cast<int16_t>(maxStitch), .progress = ProgressBar()};
   const std::error_code ec = Convert(source, dest, options);
   ClearProgressBar();
-  if (ec) return Fail("cannot convert " + source + " to " + dest + ": " + InWords(ec));
+  if (ec) return Fail("cannot convert " + source + " to " + dest + ": " + InWords(ec, source));
   return 0;
 }
 
@@ -159,7 +159,7 @@ int ConvertBatch(const std::vector<std::string>& named, const std::string& toNam
       std::string failure = WhyNot(job.source, job.dest);
       if (failure.empty()) {
         const ConvertOptions options{.maxStitchLength = static_cast<int16_t>(maxStitch)};
-        if (const std::error_code ec = Convert(job.source, job.dest, options)) failure = InWords(ec);
+        if (const std::error_code ec = Convert(job.source, job.dest, options)) failure = InWords(ec, job.source);
       }
       {
         std::lock_guard<std::mutex> lock(mutex);

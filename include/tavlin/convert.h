@@ -24,6 +24,11 @@ std::string WhyNotConvertible(const std::string& source, const std::string& dest
 // "QEP", "PES"); empty where no route keeps the design.
 std::vector<std::string> ConversionRoute(const std::string& source, const std::string& dest);
 
+// Why a file is no whole design of its format ("the file is empty", "the file is cut
+// short: its DST stream ends before its end record"), or empty where nothing says so.
+// Convert and a disc's Write refuse such a source before they write anything.
+std::string WhySourceUnsound(const std::string& source);
+
 // Follows the formats' routes: a conversion that the two formats can't carry whole
 // goes by way of a working format (a U file to T01 by way of DST), or is refused
 // before anything is written.

@@ -45,6 +45,10 @@ struct ConversionSettings {
   // value when the run ends.
   bool PESAbosulteFlag = false;
   std::string DesignName;       // the host's last destination name, for a head that names it
+  // The design's own file where the run reads a working file of a route: a text
+  // header's label names the design, not the working file. Empty: the run's source.
+  std::string LabelSource;
+  std::string LabelDest;  // the destination the tag names, where the run writes a working file
   Progress* progress = nullptr; // without one the run stops with 91
   std::string HoopSizeText;     // out: the hoop a destination chose
   // Decoders also read the layouts other programs write where they differ from the
@@ -196,12 +200,18 @@ struct ConversionRun : PassCounters {
   int PassCount = 1;
   bool MeasuringPass = false;
   bool PesTurned = false;
+  // A record read met the end of the file: the stream stopped there, not at an end record.
+  bool RanOut = false;
   bool DesignTurned = false;
   int16_t HoopCode = 0;
   PesWriterState Pes;  // the PES writer's blocks, PEC stream and pictures, kept across passes
 
   // Reads one whole record; false at end of file (a partial record is dropped).
-  bool ReadRecord(uint8_t* out, size_t n) { return source.Read(out, n) == n; }
+  bool ReadRecord(uint8_t* out, size_t n) {
+    if (source.Read(out, n) == n) return true;
+    RanOut = true;
+    return false;
+  }
   void WriteBytes(const uint8_t* bytes, size_t n) { dest.Write(bytes, n); }
   void WriteBytes(std::string_view bytes) { dest.Write(bytes); }
 

@@ -288,6 +288,8 @@ int16_t ConvertForRecord(SharedRecord& shared, Progress* progress, int16_t& sour
   settings.MaxStitchLength = shared.MaxStitchLength;
   settings.PESAbosulteFlag = shared.PESAbosulteFlag;
   settings.DesignName = shared.LastDestFile;
+  settings.LabelSource = shared.LabelSource;
+  settings.LabelDest = shared.LabelDest;
   settings.progress = progress;
   settings.ReadsOtherWriters = shared.ReadsOtherWriters;
   settings.LastDosReadName = shared.LastDosReadName;

@@ -26,7 +26,7 @@ class NullFile final : public FileBackend {
 
 int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
                         const std::function<void(const DecodedStep&)>& visit,
-                        bool readsOtherWriters) {
+                        bool readsOtherWriters, bool* ranOut) {
   ConversionSettings settings(platform);
   settings.ReadsOtherWriters = readsOtherWriters;
   ConversionRun run(settings);
@@ -62,12 +62,56 @@ int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
       out.colour = run.ColourIndex;
       visit(out);
     }
+    if (ranOut != nullptr) *ranOut = run.RanOut;
   } catch (const RunTimeError& e) {
     return e.Code();
   } catch (const std::bad_alloc&) {
     return kOutOfMemory;
   }
   return 0;
+}
+
+int64_t CountStitches(PlatformState& platform, const std::string& path) {
+  const Codec& codec = CodecOf(FindFormatCode(path, true));
+  if (&codec == &RefusedNameCodec() || !codec.Reads()) return -1;
+  int64_t stitches = 0;
+  const int16_t result = ReadDesignSteps(
+      platform, path, [&stitches](const DecodedStep& step) { stitches += step.kind == StepKind::Stitch; },
+      true);
+  return result == 0 ? stitches : -1;
+}
+
+std::string WhyUnsound(PlatformState& platform, const std::string& path) {
+  const Codec& codec = CodecOf(FindFormatCode(path, true));
+  const std::string name(codec.Name());
+  try {
+    if (!FileExists(platform, path)) return "file not found";
+    BufferedFile file(OpenFile(platform, path));
+    const int64_t length = file.Length();
+    if (length == 0) return "the file is empty";
+    if (codec.textHeader && length < 512) {
+      return "the file has " + std::to_string(length) + " bytes, fewer than a " + name +
+             " head's 512";
+    }
+    if (!codec.headStart.empty()) {
+      std::string start(codec.headStart.size(), '\0');
+      file.Read(reinterpret_cast<uint8_t*>(start.data()), start.size());
+      if (start != codec.headStart) {
+        return "not a " + name + " file: it does not begin with \"" + std::string(codec.headStart) +
+               "\"";
+      }
+    }
+  } catch (const RunTimeError& e) {
+    return RunTimeCodeText(e.Code());
+  }
+  if (!codec.endsInRecord) return {};
+  // A failure of the reading itself is the conversion's to say.
+  bool ranOut = false;
+  const int16_t result = ReadDesignSteps(platform, path, [](const DecodedStep&) {}, true, &ranOut);
+  if (result == 0 && ranOut) {
+    return "the file is cut short: its " + name + " stream ends before its end record";
+  }
+  return {};
 }
 
 SourceFacts ReadSourceFacts(PlatformState& platform, const std::string& path, int16_t colourIndex) {

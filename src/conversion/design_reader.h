@@ -18,7 +18,17 @@ using DecodedStep = DesignStep;
 // that stopped the reading (5 for a format this build can't read).
 int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
                         const std::function<void(const DecodedStep&)>& visit,
-                        bool readsOtherWriters = false);
+                        bool readsOtherWriters = false, bool* ranOut = nullptr);
+
+// The stitches a file holds as `tavlin info` counts them (readers of other programs'
+// files), or -1 where it can't be read as a design.
+int64_t CountStitches(PlatformState& platform, const std::string& path);
+
+// Why a file is no whole design of the format its name gives: empty, shorter than the
+// format's head, not beginning as the format's files do, or cut short before its end
+// record. Empty when nothing says so. What a converter or a disc write refuses before it
+// writes anything.
+std::string WhyUnsound(PlatformState& platform, const std::string& path);
 
 // What a source file says beside its stitches: its threads and what its head names.
 struct SourceFacts {

@@ -130,6 +130,11 @@ bool HoldsFunctionRecords(const std::string& path) {
 
 }  // namespace
 
+std::string WhySourceUnsound(const std::string& source) {
+  PlatformState platform;
+  return WhyUnsound(platform, source);
+}
+
 std::error_code Convert(const std::string& source, const std::string& dest,
                         const ConvertOptions& options) {
   // The class converts a missing source as an empty design; here it is said.
@@ -142,6 +147,7 @@ std::error_code Convert(const std::string& source, const std::string& dest,
   std::string why;
   const std::vector<int16_t> route = RouteOf(FindFormatCode(source), FindFormatCode(dest), why);
   if (route.size() < 2) return ConvertErrc::NoRoute;
+  if (!WhySourceUnsound(source).empty()) return ConvertErrc::UnsoundSource;
   if (CodecOf(route.front()).keepsFunctionCodes && !CodecOf(route.back()).keepsFunctionCodes &&
       HoldsFunctionRecords(source)) {
     return ConvertErrc::FunctionRecords;
@@ -152,6 +158,8 @@ std::error_code Convert(const std::string& source, const std::string& dest,
   // A head that names its design (PES, VST) takes the destination's file name, as the
   // class takes its host's.
   settings.DesignName = dest;
+  settings.LabelSource = source;
+  settings.LabelDest = dest;
   settings.ReadsOtherWriters = true;
   CallbackProgress progress(options.progress);
   settings.progress = &progress;

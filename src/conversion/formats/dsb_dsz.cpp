@@ -153,6 +153,8 @@ const Codec kDsbCodec = {
     .encode = EncodeDsb,
     .writeEnd = EndDsb,
     .textHeader = true,
+    .headStart = "LA:",
+    .endsInRecord = true,
 };
 
 // A U file holds DSB records behind a head of 256 bytes.
@@ -166,6 +168,7 @@ const Codec kUFileCodec = {
     .openSource = OpenUFile,
     .writeHead = WriteUFileHead,
     .writeEnd = EndDsb,
+    .endsInRecord = true,
 };
 
 const Codec kDszCodec = {
@@ -177,6 +180,8 @@ const Codec kDszCodec = {
     .encode = EncodeDsz,
     .writeEnd = EndDsz,
     .textHeader = true,
+    .headStart = "LA:",
+    .endsInRecord = true,
 };
 
 }  // namespace tavlin
