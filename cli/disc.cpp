@@ -3,8 +3,10 @@
 #include "disc.h"
 
 #include <cstdio>
+#include <iostream>
 
 #include "common.h"
+#include "tavlin/error.h"
 #include "verbs.h"
 
 namespace tavlin::cli {
@@ -36,7 +38,9 @@ std::unique_ptr<Disc> OpenDisc(const DiscArgs& args, const std::string& doing, i
   std::string why;
   std::unique_ptr<Disc> disc = Disc::Open(args.image, family, ec, &why);
   if (disc == nullptr) {
-    exitCode = Fail(why.empty() ? "cannot " + doing + " " + args.image + ": " + InWords(ec) : why);
+    std::string said = InWords(ec);
+    if (ec == DiscErrc::NotThisFamily) said = "it is not a " + args.family + " disc";
+    exitCode = Fail(why.empty() ? "cannot " + doing + " " + args.image + ": " + said : why);
   }
   return disc;
 }
@@ -50,6 +54,11 @@ void AddEntryOptions(CLI::App& verb, EntryArgs& args) {
 const DiscEntry* FindEntry(const Disc& disc, const EntryArgs& args, const std::string& doing,
                            int& exitCode) {
   const std::vector<DiscEntry>& designs = disc.Listing().designs;
+  // Two ways of naming at once could name two designs: which one was meant is a guess.
+  if (args.line >= 0 && !args.entry.empty()) {
+    exitCode = Fail("cannot " + doing + ": name the design or give --line, not both");
+    return nullptr;
+  }
   if (args.line >= 0) {
     if (static_cast<size_t>(args.line) < designs.size()) return &designs[static_cast<size_t>(args.line)];
     exitCode = Fail("cannot " + doing + " line " + std::to_string(args.line) + ": the listing has " +
@@ -60,11 +69,29 @@ const DiscEntry* FindEntry(const Disc& disc, const EntryArgs& args, const std::s
     exitCode = Fail("cannot " + doing + ": name a design, or a line with --line");
     return nullptr;
   }
-  if (const DiscEntry* named = disc.Find(args.entry)) return named;
+  const std::vector<const DiscEntry*> matches = disc.Matches(args.entry);
+  if (matches.size() == 1) return matches.front();
+  if (matches.size() > 1) {
+    std::string names;
+    for (const DiscEntry* match : matches) names += (names.empty() ? "" : ", ") + match->name;
+    exitCode = Fail("cannot " + doing + " " + args.entry + ": the name fits " +
+                    std::to_string(matches.size()) + " designs (" + names + "); give the whole name");
+    return nullptr;
+  }
+  // A number is a line only on a disc whose designs are not named by number: on a ZSK
+  // disc line 7 is another design than the 7 that was asked for.
   const bool number = args.entry.find_first_not_of("0123456789") == std::string::npos;
+  const bool hint = number && disc.Family() != DiscFamily::Zsk;
   exitCode = Fail("cannot " + doing + " " + args.entry + ": no design named " + args.entry +
-                  (number ? "; use --line " + args.entry + " for a line of the listing" : ""));
+                  (hint ? "; use --line " + args.entry + " for a line of the listing" : ""));
   return nullptr;
+}
+
+void WarnDamage(const Disc& disc, const std::string& image) {
+  if (disc.Damage().empty()) return;
+  std::cerr << "tavlin: " << image << " is damaged (" << disc.Damage().size()
+            << (disc.Damage().size() == 1 ? " problem" : " problems")
+            << "): it is not written to; tavlin disc check " << image << " says what\n";
 }
 
 std::string FamilyLabel(const DiscListing& listing) {
@@ -79,12 +106,15 @@ void PrintDesigns(const DiscListing& listing) {
 nlohmann::ordered_json ListingJson(const DiscListing& listing, const std::string& image) {
   nlohmann::ordered_json out = {{"image", image},
                                 {"kind", DiscFamilyName(listing.family)},
-                                {"family", listing.format},
+                                {"family", FamilyLabel(listing)},
                                 {"disc_type", listing.discType},
                                 {"free_stitches", listing.freeStitches},
                                 {"designs", nlohmann::json::array()}};
   for (const DiscEntry& d : listing.designs) {
-    out["designs"].push_back({{"line", d.line}, {"name", d.name}, {"stitches", d.stitches}});
+    nlohmann::ordered_json entry = {{"line", d.line}, {"name", d.name}, {"stitches", d.stitches}};
+    if (!d.design) entry["stitches"] = nullptr;
+    entry["design"] = d.design;
+    out["designs"].push_back(entry);
   }
   return out;
 }
@@ -98,6 +128,7 @@ void AddDisc(CLI::App& app, int& exitCode) {
   AddDiscRead(*disc, exitCode);
   AddDiscDelete(*disc, exitCode);
   AddDiscIdentify(*disc, exitCode);
+  AddDiscCheck(*disc, exitCode);
   AddDiscEmulator(*disc, exitCode);
 }
 

@@ -19,6 +19,7 @@ void AddDiscIdentify(CLI::App& disc, int& exitCode);
 void AddDiscWrite(CLI::App& disc, int& exitCode);
 void AddDiscRead(CLI::App& disc, int& exitCode);
 void AddDiscDelete(CLI::App& disc, int& exitCode);
+void AddDiscCheck(CLI::App& disc, int& exitCode);
 
 struct DiscArgs {
   std::string image;
@@ -45,6 +46,9 @@ void AddEntryOptions(CLI::App& verb, EntryArgs& args);
 // no design is not taken for a line.
 const DiscEntry* FindEntry(const Disc& disc, const EntryArgs& args, const std::string& doing,
                            int& exitCode);
+
+// One line on stderr where the disc's check found damage.
+void WarnDamage(const Disc& disc, const std::string& image);
 
 // The family as the disc names it ("Barudan FMC"), or as the command does for a disc
 // that names nothing yet ("fmc disc").

@@ -22,8 +22,12 @@ void AddDiscIdentify(CLI::App& disc, int& exitCode) {
       std::cout << ListingJson(listing, args->image).dump(2) << "\n";
       return;
     }
+    const size_t count = listing.designs.size();
     std::cout << FamilyLabel(listing) << ": "
-              << (listing.designs.empty() ? "no designs on the disc" : "listed") << "\n";
+              << (count == 0 ? std::string("no designs on the disc")
+                             : std::to_string(count) + (count == 1 ? " design" : " designs"))
+              << "\n";
+    WarnDamage(*opened, args->image);
     PrintDesigns(listing);
     std::cout << listing.freeStitches << " stitches free\n";
   });

@@ -1,4 +1,5 @@
 // tavlin disc list IMAGE: the designs on a disc and the room left.
+#include <algorithm>
 #include <iostream>
 
 #include "common.h"
@@ -15,6 +16,7 @@ void AddDiscList(CLI::App& disc, int& exitCode) {
     const std::unique_ptr<Disc> opened = OpenDisc(*args, "list", exitCode);
     if (opened == nullptr) return;
     const DiscListing& listing = opened->Listing();
+    WarnDamage(*opened, args->image);
     if (*json) {
       std::cout << ListingJson(listing, args->image).dump(2) << "\n";
       return;
@@ -24,8 +26,11 @@ void AddDiscList(CLI::App& disc, int& exitCode) {
                 << " stitches free\n";
       return;
     }
-    std::cout << listing.format << ": " << listing.designs.size()
-              << (listing.designs.size() == 1 ? " design, " : " designs, ")
+    const auto designs = std::count_if(listing.designs.begin(), listing.designs.end(),
+                                       [](const DiscEntry& d) { return d.design; });
+    const auto others = static_cast<long>(listing.designs.size()) - designs;
+    std::cout << FamilyLabel(listing) << ": " << designs << (designs == 1 ? " design, " : " designs, ")
+              << (others == 0 ? "" : std::to_string(others) + (others == 1 ? " other file, " : " other files, "))
               << listing.freeStitches << " stitches free\n";
     PrintDesigns(listing);
   });

@@ -5,6 +5,7 @@
 #include "common.h"
 #include "disc.h"
 #include "disc_emulator.h"
+#include "tavlin/convert.h"
 
 namespace tavlin::cli {
 
@@ -37,8 +38,27 @@ void AddDiscWrite(CLI::App& disc, int& exitCode) {
       exitCode = Fail("cannot write " + *design + ": " + why);
       return;
     }
+    if (const std::string why = WhySourceUnsound(*design); !why.empty()) {
+      exitCode = Fail("cannot write " + *design + ": " + why);
+      return;
+    }
     const std::unique_ptr<Disc> opened = OpenDisc(*args, "write to", exitCode);
     if (opened == nullptr) return;
+    // An option the family has no use for would be dropped without a word.
+    const std::string family(DiscFamilyName(opened->Family()));
+    if (!name->empty() && opened->Family() != DiscFamily::Fdr3) {
+      exitCode = Fail("cannot write to " + args->image + ": --name names FDR3 designs; a " + family +
+                      (opened->Family() == DiscFamily::Dos ? " disc takes --as NAME.EXT"
+                                                           : " disc names its designs by number"));
+      return;
+    }
+    if (!as->empty() && opened->Family() != DiscFamily::Dos) {
+      exitCode = Fail("cannot write to " + args->image + ": --as names files on DOS discs; a " +
+                      family +
+                      (opened->Family() == DiscFamily::Fdr3 ? " disc takes --name NAME"
+                                                            : " disc names its designs by number"));
+      return;
+    }
     if (!EmulatorNameFits(*emulator, args->image, opened->Family(), exitCode)) return;
     DiscWriteOptions options{.name = *name, .replace = *replace, .progress = ProgressBar()};
     if (opened->Family() == DiscFamily::Dos) {
@@ -52,7 +72,7 @@ void AddDiscWrite(CLI::App& disc, int& exitCode) {
     const std::error_code ec = opened->Write(*design, options, written);
     ClearProgressBar();
     if (ec) {
-      exitCode = Fail("cannot write " + *design + " to " + args->image + ": " + InWords(ec));
+      exitCode = Fail("cannot write " + *design + " to " + args->image + ": " + InWords(ec, *design));
       return;
     }
     std::cout << "wrote " << *design << " as " << written << "\n";

@@ -31,6 +31,9 @@ enum class DiscErrc {
   NotShortName,        // a DOS disc takes names of up to 8 characters, a dot and up to 3
   NameTaken,           // a design of that name is on the disc already
   BadName,             // the name holds what the disc can't keep: ASCII letters, digits and signs only
+  InUse,               // another program works on the disc: it is locked
+  Damaged,             // the disc's structures are damaged (Disc::Damage says how): nothing is written
+  DesignDamaged,       // the design's own blocks or chain are damaged: it can't be read whole
 };
 
 const std::error_category& DiscCategory();
@@ -39,6 +42,7 @@ std::error_code make_error_code(DiscErrc e);
 enum class ConvertErrc {
   NoRoute = 1,      // no conversion between the two formats keeps the design
   FunctionRecords,  // the design holds CND's machine functions, which the destination would sew
+  UnsoundSource,    // the source is empty, cut short or not of its format (WhySourceUnsound says how)
 };
 
 const std::error_category& ConvertCategory();

@@ -5,15 +5,23 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <filesystem>
+#include <cstdint>
+#include <cstdio>
 #include <fstream>
+#include <iterator>
+#include <optional>
 
+#include "conversion/design_reader.h"
 #include "conversion/format_table.h"
 #include "conversion/numbers.h"
 #include "discs/disc_families.h"
 #include "discs/disc_formatting.h"
 #include "discs/disc_identification.h"
+#include "platform/disc_lock.h"
 #include "platform/run_time_error.h"
+#include "platform/working_folder.h"
 #include "public/api_support.h"
 #include "services/platform_steps.h"
 #include "state/shared_record.h"
@@ -71,6 +79,13 @@ bool IsShortName(std::string_view name) {
 // The path a DOS family's routines take for a file of the disc in drive A:.
 std::string OnDrive(const std::string& name) { return "A:\\" + name; }
 
+// Why a file could not be opened for writing: a read-only stick or file is a
+// write-protected disc.
+std::error_code Refused(int error) {
+  if (error == EACCES || error == EROFS || error == EPERM) return DiscErrc::WriteProtected;
+  return ResultCode(error == ENOENT ? kPathNotFound : kPathFileAccess);
+}
+
 // What a result of a family routine that works sector by sector means.
 std::error_code SectorFamilyResult(int16_t code, DiscErrc one, DiscErrc two) {
   switch (code) {
@@ -105,12 +120,28 @@ std::error_code FormatDiscImage(const std::string& path, DiscFamily family, bool
   const DiscFamilyRecord& record = RecordOf(family);
   if (highDensity && record.formatSound == nullptr) return DiscErrc::NotHandled;
   const ImageFamily geometry = highDensity ? ImageFamily::Dos1440 : record.geometry;
+  // An image that stands is formatted anew only while no one else works on it, and
+  // only where it may be written.
+  std::unique_ptr<DiscLock> lock;
+  std::error_code probe;
+  if (fs::exists(path, probe)) {
+    bool busy = false;
+    lock = DiscLock::Take(path, Disc::kLockWaitMilliseconds, busy);
+    if (busy) return DiscErrc::InUse;
+    std::FILE* existing = std::fopen(path.c_str(), "r+b");
+    if (existing == nullptr) return Refused(errno);
+    std::fclose(existing);
+  }
   const std::string made = WorkingPathBeside(path, "img");
   {
-    std::ofstream out(made, std::ios::binary | std::ios::trunc);
+    std::FILE* out = std::fopen(made.c_str(), "wb");
+    if (out == nullptr) return Refused(errno);
     const std::string zeros(static_cast<size_t>(ImageBytes(geometry)), '\0');
-    out.write(zeros.data(), static_cast<std::streamsize>(zeros.size()));
-    if (!out) return ResultCode(kPathFileAccess);
+    const bool whole = std::fwrite(zeros.data(), 1, zeros.size(), out) == zeros.size();
+    if (std::fclose(out) != 0 || !whole) {
+      fs::remove(made, probe);
+      return ResultCode(kPathFileAccess);
+    }
   }
   int16_t result = 0;
   {
@@ -135,6 +166,12 @@ struct Disc::State {
   SharedRecord record;
   const DiscFamilyRecord* family = nullptr;
   DiscListing listing;
+  std::unique_ptr<DiscLock> lock;
+  std::string path;  // the image or folder
+  bool claimed = false;
+  std::vector<DiscDamage> damage;
+
+  bool OnImage() const { return record.platform.drives[0].kind == DriveBinding::Kind::Image; }
 
   // The listing the last family call left in the record, as entries.
   void TakeListing() {
@@ -142,34 +179,171 @@ struct Disc::State {
     listing.family = PublicOf(*family);
     listing.format = record.DiscFormatText;
     listing.discType = record.CurrentDiscType;
-    // The room a write would take, where the family can tell it; else the class's figure.
-    listing.freeStitches = family->room != nullptr
-                               ? static_cast<int32_t>(family->room(record))
-                               : ThousandsValue(record.FreeStitchesText);
     int line = 0;
     for (const ListingEntry& entry : record.ListingEntries) {
-      listing.designs.push_back(
-          {line++, Squeezed(entry.name), std::max<int64_t>(entry.number, 0), entry.text});
+      const bool design = family->libraryList == nullptr || entry.number >= 0;
+      listing.designs.push_back({line++, Squeezed(entry.name), std::max<int64_t>(entry.number, 0),
+                                 entry.text, design});
+    }
+    // The room a write would take, where the family can tell it; else the class's figure.
+    // A damaged disc takes nothing.
+    listing.freeStitches = !damage.empty()         ? 0
+                           : family->room != nullptr ? static_cast<int32_t>(family->room(record))
+                                                     : ThousandsValue(record.FreeStitchesText);
+  }
+
+  // Lists the disc as its family, and checks it: whether the family's signature stands
+  // and what its structures have wrong.
+  void ListAndCheck() {
+    int16_t result = 1;
+    DiscReport report;
+    const ListFn list = family->libraryList != nullptr ? family->libraryList : family->list;
+    try {
+      result = family->sectorAccess ? WithSectorAccess(record, [&] { return list(record); })
+                                    : list(record);
+    } catch (const RunTimeError&) {
+      // A listing the class lets fail with a run-time error (a DOS disc whose boot
+      // sector holds no file system) is a disc that can't be listed as the family.
+    }
+    const bool listed = result == 0 || result == 2;
+    if (family->check != nullptr) {
+      try {
+        WithSectorAccess(record, [&]() -> int16_t {
+          report = family->check(record);
+          return 0;
+        });
+      } catch (const RunTimeError&) {
+        report = DiscReport{};
+      }
+    } else {
+      report.claimed = listed;
+    }
+    claimed = report.claimed;
+    damage.clear();
+    if (!listed) {
+      record.ListingEntries.clear();
+      if (claimed) damage.push_back({-1, {}, "the directory can't be read"});
+    }
+    for (const DiscProblem& problem : report.problems) {
+      std::string name;
+      if (problem.line >= 0 && static_cast<size_t>(problem.line) < record.ListingEntries.size()) {
+        name = Squeezed(record.ListingEntries[static_cast<size_t>(problem.line)].name);
+      }
+      damage.push_back({problem.line, name, problem.text});
+    }
+    if (family->countsByReading && damage.empty()) CountByReading(list);
+    TakeListing();
+  }
+
+  // Each design's figure as the count of the design read back, where the family's
+  // listing shows another figure; a design that can't be read shows none.
+  void CountByReading(ListFn list) {
+    std::vector<int64_t> counts;
+    const size_t designs = record.ListingEntries.size();
+    for (size_t line = 0; line < designs; ++line) {
+      const std::string working =
+          WorkingFile("count-" + std::to_string(line) + "." + std::string(family->deliversAs));
+      record.CurrentPB = std::make_shared<CallbackProgress>(nullptr);
+      int16_t result = 1;
+      try {
+        result = family->read(record, static_cast<int>(line) + 1, {}, working);
+      } catch (const RunTimeError&) {
+      }
+      record.CurrentPB.reset();
+      counts.push_back(result == 0 ? CountStitches(record.platform, working) : -1);
+      std::error_code ignored;
+      fs::remove(working, ignored);
+    }
+    WithSectorAccess(record, [&] { return list(record); });
+    if (record.ListingEntries.size() != counts.size()) return;
+    for (size_t line = 0; line < counts.size(); ++line) {
+      ListingEntry& entry = record.ListingEntries[line];
+      entry.number = counts[line];
+      char figure[32];
+      std::snprintf(figure, sizeof figure, " %8lld", static_cast<long long>(counts[line]));
+      entry.text = entry.name + figure;
     }
   }
 };
+
+namespace {
+
+// A change to an image is made on a copy of it, which takes the image's place only when
+// the change is whole: a sector that fails at any transfer, or a program that stops,
+// leaves the image as it was.
+class ImageChange {
+ public:
+  explicit ImageChange(SharedRecord& record) : record_(record), image_(record.platform.drives[0].path) {
+    copy_ = WorkingFile("image-change-" + std::to_string(reinterpret_cast<uintptr_t>(&record)) + ".img");
+    std::error_code ec;
+    if (!fs::copy_file(image_, copy_, fs::copy_options::overwrite_existing, ec)) return;
+    BindImage(record_.platform, 0, copy_, ImageFamily::FromSize);
+    bound_ = true;
+  }
+  ~ImageChange() {
+    if (bound_) Restore();
+  }
+  ImageChange(const ImageChange&) = delete;
+  ImageChange& operator=(const ImageChange&) = delete;
+
+  bool Ready() const { return bound_; }
+
+  // The changed copy's bytes into the image, in place, so that the lock and the file
+  // stay the same. False when they could not all be written.
+  bool Commit() {
+    record_.platform.drives[0] = DriveBinding{};
+    std::ifstream in(copy_, std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::FILE* out = std::fopen(image_.c_str(), "r+b");
+    bool whole = out != nullptr && !in.bad() && !bytes.empty();
+    if (out != nullptr) {
+      whole = whole && std::fwrite(bytes.data(), 1, bytes.size(), out) == bytes.size();
+      whole = std::fflush(out) == 0 && whole;
+      whole = std::fclose(out) == 0 && whole;
+    }
+    Restore();
+    return whole;
+  }
+
+ private:
+  void Restore() {
+    bound_ = false;
+    BindImage(record_.platform, 0, image_, ImageFamily::FromSize);
+    std::error_code ignored;
+    fs::remove(copy_, ignored);
+  }
+
+  SharedRecord& record_;
+  std::string image_;
+  std::string copy_;
+  bool bound_ = false;
+};
+
+}  // namespace
 
 Disc::Disc(std::unique_ptr<State> state) : state_(std::move(state)) {}
 Disc::~Disc() = default;
 
 std::unique_ptr<Disc> Disc::Open(const std::string& path, std::optional<DiscFamily> family,
-                                 std::error_code& ec, std::string* why) {
+                                 std::error_code& ec, std::string* why, int waitMilliseconds) {
   auto state = std::make_unique<State>();
+  state->path = path;
   SharedRecord& record = state->record;
   record.ReadsOtherWriters = true;
+  bool busy = false;
+  state->lock = DiscLock::Take(path, waitMilliseconds, busy);
+  if (busy) {
+    ec = DiscErrc::InUse;
+    return nullptr;
+  }
+  std::error_code probe;
+  const bool folder = fs::is_directory(path, probe);
   try {
-    std::error_code probe;
-    const bool folder = fs::is_directory(path, probe);
     if (folder && family.value_or(DiscFamily::Dos) == DiscFamily::Dos) {
       BindDirectory(record.platform, 0, path);
     } else {
       // The size tells the geometry; a family named for an image of another size is
-      // found out by its listing.
+      // found out by its check.
       BindImage(record.platform, 0, path, ImageFamily::FromSize);
     }
   } catch (const std::exception& e) {
@@ -178,47 +352,44 @@ std::unique_ptr<Disc> Disc::Open(const std::string& path, std::optional<DiscFami
     return nullptr;
   }
   std::unique_ptr<Disc> disc(new Disc(std::move(state)));
-  if (family) {
-    disc->state_->family = &RecordOf(*family);
-    ec = disc->Relist();
-  } else {
-    const DiscFamilyRecord* told = nullptr;
-    const int16_t result = IdentifyDisc(record, &told);
-    if (result == 4) {
-      ec = DiscErrc::DriveNotReady;
-    } else if (result == 3) {
-      ec = DiscErrc::NoGeometry;
-    } else if (told == nullptr) {
-      ec = DiscErrc::NoFamily;
-    } else if (result == 1) {
-      ec = DiscErrc::NotThisFamily;
-    } else {
-      disc->state_->family = told;
-      disc->state_->TakeListing();
+  State& opened = *disc->state_;
+  const int sectorBytes = folder ? 512 : opened.record.platform.drives[0].geometry.sectorSize;
+  // Each family of the disc's sector size in turn, or the one named: the first whose
+  // signature stands has it.
+  for (const DiscFamilyRecord* candidate : DiscFamilyRecords()) {
+    if (family ? candidate != &RecordOf(*family) : candidate->sectorBytes != sectorBytes) continue;
+    opened.family = candidate;
+    opened.ListAndCheck();
+    if (opened.claimed) {
       ec.clear();
+      return disc;
     }
   }
-  if (ec) return nullptr;
-  return disc;
+  ec = family ? DiscErrc::NotThisFamily : DiscErrc::NoFamily;
+  return nullptr;
 }
 
 DiscFamily Disc::Family() const { return PublicOf(*state_->family); }
 
 const DiscListing& Disc::Listing() const { return state_->listing; }
 
-const DiscEntry* Disc::Find(std::string_view name) const {
+const std::vector<DiscDamage>& Disc::Damage() const { return state_->damage; }
+
+std::vector<const DiscEntry*> Disc::Matches(std::string_view name) const {
   const std::string wanted = Capitals(Squeezed(name));
+  std::vector<const DiscEntry*> whole;
+  std::vector<const DiscEntry*> stems;
   for (const DiscEntry& entry : state_->listing.designs) {
-    if (Capitals(entry.name) == wanted) return &entry;
+    if (Capitals(entry.name) == wanted) whole.push_back(&entry);
+    // "A01" names "A01.DAT": a name without its extension.
+    if (Capitals(entry.name.substr(0, entry.name.find('.'))) == wanted) stems.push_back(&entry);
   }
-  // "A01" names "A01.DAT": a name without its extension, where that is unambiguous.
-  const DiscEntry* found = nullptr;
-  for (const DiscEntry& entry : state_->listing.designs) {
-    if (Capitals(entry.name.substr(0, entry.name.find('.'))) != wanted) continue;
-    if (found != nullptr) return nullptr;
-    found = &entry;
-  }
-  return found;
+  return whole.empty() ? stems : whole;
+}
+
+const DiscEntry* Disc::Find(std::string_view name) const {
+  const std::vector<const DiscEntry*> found = Matches(name);
+  return found.size() == 1 ? found.front() : nullptr;
 }
 
 bool Disc::WriteProtected() const {
@@ -234,26 +405,18 @@ const DiscEntry* Disc::Current(const DiscEntry& entry) const {
 }
 
 std::error_code Disc::Relist() {
-  SharedRecord& record = state_->record;
-  const DiscFamilyRecord& family = *state_->family;
-  int16_t result = 1;
-  try {
-    result = family.sectorAccess ? WithSectorAccess(record, [&] { return family.list(record); })
-                                 : family.list(record);
-  } catch (const RunTimeError&) {
-    // A listing the class lets fail with a run-time error (a DOS disc whose boot
-    // sector holds no file system) is a disc that can't be listed as the family.
-  }
-  // 2: the disc holds no designs, an empty listing.
-  if (result != 0 && result != 2) return DiscErrc::NotThisFamily;
-  state_->TakeListing();
-  return {};
+  state_->ListAndCheck();
+  return state_->claimed ? std::error_code() : DiscErrc::NotThisFamily;
 }
 
 std::error_code Disc::Write(const std::string& design, const DiscWriteOptions& options,
                             std::string& written) {
   SharedRecord& record = state_->record;
   const DiscFamilyRecord& family = *state_->family;
+  if (!state_->damage.empty()) return DiscErrc::Damaged;
+  std::error_code missing;
+  if (!fs::is_regular_file(design, missing)) return ResultCode(kFileNotFound);
+  if (!WhySourceUnsound(design).empty()) return ConvertErrc::UnsoundSource;
   const std::string own = fs::path(design).filename().string();
   std::string destName = options.name;
   // A disc's names are bytes of ASCII: a UTF-8 name would be cut inside a character.
@@ -263,30 +426,50 @@ std::error_code Disc::Write(const std::string& design, const DiscWriteOptions& o
   if (!printable) return DiscErrc::BadName;
   if (family.sectorAccess) {
     if (destName.empty()) destName = fs::path(design).stem().string();
+    // A blank inside a name would be squeezed out of every listing: the disc keeps
+    // names without them.
+    destName = Squeezed(destName);
   } else {
     if (destName.empty()) destName = own;
     if (!IsShortName(destName)) return DiscErrc::NotShortName;
-    if (!options.replace && Find(destName) != nullptr) return DiscErrc::NameTaken;
+    if (!options.replace && !Matches(destName).empty() &&
+        Capitals(Matches(destName).front()->name) == Capitals(destName)) {
+      return DiscErrc::NameTaken;
+    }
     destName = OnDrive(destName);
   }
   if (WriteProtected()) return DiscErrc::WriteProtected;
   record.LastDestFile = destName;
+  record.LabelSource = design;
+  record.LabelDest = destName;
   record.CurrentPB = std::make_shared<CallbackProgress>(options.progress);
   record.WrittenName.clear();
   record.WriteLimit = RoomLimit::None;
-  const int16_t result = family.write(record, design, destName);
+  int16_t result = 0;
+  bool committed = true;
+  {
+    std::optional<ImageChange> change;
+    if (state_->OnImage()) {
+      change.emplace(record);
+      if (!change->Ready()) return ResultCode(kPathFileAccess);
+    }
+    result = family.write(record, design, destName);
+    if (result == 0 && change) committed = change->Commit();
+  }
   record.CurrentPB.reset();
-  if (result != 0) {
+  if (result != 0 || !committed) {
     Relist();
+    if (!committed) return DiscErrc::SectorFailed;
     if (record.WriteLimit == RoomLimit::DirectoryEntries) return DiscErrc::DirectoryFull;
     if (!family.sectorAccess) return result == 2 ? DiscErrc::NoFormat : ResultCode(result);
     return SectorFamilyResult(result, DiscErrc::SectorFailed, DiscErrc::NoFormat);
   }
   written = Squeezed(record.WrittenName);
-  const std::error_code listed = Relist();
+  // The design stands whole: a listing that fails now is the next operation's to say.
+  Relist();
   // As the disc lists it: a DOS directory keeps names in capitals.
   if (const DiscEntry* entry = Find(written)) written = entry->name;
-  return listed;
+  return {};
 }
 
 std::error_code Disc::Read(const DiscEntry& named, const std::string& dest,
@@ -294,6 +477,14 @@ std::error_code Disc::Read(const DiscEntry& named, const std::string& dest,
   const DiscEntry* current = Current(named);
   if (current == nullptr) return DiscErrc::NoSuchDesign;
   const DiscEntry entry = *current;
+  for (const DiscDamage& damage : state_->damage) {
+    if (damage.line == -1) return DiscErrc::Damaged;
+    if (damage.line == entry.line) return DiscErrc::DesignDamaged;
+  }
+  // A folder that isn't there is said as such, not as a sector that failed.
+  const fs::path folder = fs::path(dest).parent_path();
+  std::error_code probe;
+  if (!folder.empty() && !fs::is_directory(folder, probe)) return ResultCode(kPathNotFound);
   SharedRecord& record = state_->record;
   const DiscFamilyRecord& family = *state_->family;
   const std::string given = family.deliversAs.empty() ? std::string() : std::string(family.deliversAs);
@@ -322,28 +513,47 @@ std::error_code Disc::Read(const DiscEntry& named, const std::string& dest,
   return ec;
 }
 
+void Disc::FailTransfersForTests(std::function<bool(bool, int, int, int)> fault) {
+  state_->record.platform.fault = [fault = std::move(fault)](SectorOp op, int track, int head,
+                                                              int sector) {
+    return fault(op != SectorOp::Read, track, head, sector);
+  };
+}
+
 std::error_code Disc::Delete(const DiscEntry& named) {
   const DiscEntry* current = Current(named);
   if (current == nullptr) return DiscErrc::NoSuchDesign;
   const DiscEntry entry = *current;
+  if (!state_->damage.empty()) return DiscErrc::Damaged;
   if (WriteProtected()) return DiscErrc::WriteProtected;
   SharedRecord& record = state_->record;
   const DiscFamilyRecord& family = *state_->family;
   int16_t result = 0;
-  if (family.sectorAccess) {
-    result = WithSectorAccess(record, [&] { return family.remove(record, entry.line + 1, {}); });
-  } else {
-    RestoreController(record);
-    result = family.remove(record, entry.line + 1, OnDrive(entry.name));
-    RestoreController(record);
+  bool committed = true;
+  {
+    std::optional<ImageChange> change;
+    if (state_->OnImage()) {
+      change.emplace(record);
+      if (!change->Ready()) return ResultCode(kPathFileAccess);
+    }
+    if (family.sectorAccess) {
+      result = WithSectorAccess(record, [&] { return family.remove(record, entry.line + 1, {}); });
+    } else {
+      RestoreController(record);
+      result = family.remove(record, entry.line + 1, OnDrive(entry.name));
+      RestoreController(record);
+    }
+    if (result == 0 && change) committed = change->Commit();
   }
-  if (result != 0) {
+  if (result != 0 || !committed) {
     Relist();
+    if (!committed) return DiscErrc::SectorFailed;
     return family.sectorAccess
                ? SectorFamilyResult(result, DiscErrc::SectorFailed, DiscErrc::NoSuchDesign)
                : ResultCode(result);
   }
-  return Relist();
+  Relist();
+  return {};
 }
 
 }  // namespace tavlin

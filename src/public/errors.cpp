@@ -20,14 +20,14 @@ class DiscFailures final : public std::error_category {
   const char* name() const noexcept override { return "tavlin disc"; }
   std::string message(int code) const override {
     switch (static_cast<DiscErrc>(code)) {
-      case DiscErrc::NotThisFamily: return "the disc is not of this family";
+      case DiscErrc::NotThisFamily: return "the disc is not of the family named";
       case DiscErrc::SectorFailed: return "a sector could not be read or written";
       case DiscErrc::NoFormat: return "the design's name gives no format the disc takes";
       case DiscErrc::NoNumberLeft: return "no design number left: the disc holds 99 designs";
       case DiscErrc::NoRoom: return "not enough free room on the disc for the design";
       case DiscErrc::DirectoryFull: return "the disc's directory has no entry left for the design";
       case DiscErrc::NoSuchDesign: return "no such design on the disc";
-      case DiscErrc::NoFamily: return "the disc could not be read as any family";
+      case DiscErrc::NoFamily: return "not a disc this tool knows";
       case DiscErrc::NoGeometry: return "the disc can't be read at any of the tried geometries";
       case DiscErrc::DriveNotReady: return "drive not ready";
       case DiscErrc::NotHandled: return "this family is not handled here";
@@ -37,6 +37,9 @@ class DiscFailures final : public std::error_category {
       case DiscErrc::NameTaken: return "a design of that name is on the disc already";
       case DiscErrc::BadName:
         return "the name holds characters the disc can't keep: printable ASCII only";
+      case DiscErrc::InUse: return "the disc is in use";
+      case DiscErrc::Damaged: return "the disc is damaged (tavlin disc check says how); nothing was written";
+      case DiscErrc::DesignDamaged: return "the design is damaged on the disc and can't be read whole";
     }
     return "disc failure " + std::to_string(code);
   }
@@ -50,6 +53,7 @@ class ConvertFailures final : public std::error_category {
       case ConvertErrc::NoRoute: return "no conversion between these formats keeps the design";
       case ConvertErrc::FunctionRecords:
         return "the design holds machine function records that only CND, QEP and QCD keep";
+      case ConvertErrc::UnsoundSource: return "the source is not a whole design of its format";
     }
     return "conversion failure " + std::to_string(code);
   }

@@ -70,6 +70,10 @@ struct SharedRecord {
   // Conversions on this record read the layouts other programs write too: on for the
   // records of the library API, off for the class's.
   bool ReadsOtherWriters = false;
+  // The library's design file behind a disc write, whose name a text header's label
+  // carries where the write converts by way of working files (empty: the run's source).
+  std::string LabelSource;
+  std::string LabelDest;  // and the name it takes on the disc, whose format the label's tag names
   // The name the last disc write that succeeded gave its design, as the listing shows it.
   std::string WrittenName;
   RoomLimit WriteLimit = RoomLimit::None;

@@ -34,6 +34,9 @@ int16_t ListDosDisc(SharedRecord& shared, int16_t familyCode);
 // Tells the machine family by the design files in the root, the first kind found
 // deciding, and lists the disc as that family's; 2 when the root holds none of them.
 int16_t DosListDirectory(SharedRecord& shared);
+// The library's listing: every file of the root directory, each design counted by
+// reading it, a file of no format this build reads shown as no design (-1).
+int16_t DosListEveryFile(SharedRecord& shared);
 
 // The 500 bytes of the boot sector: a 720 KB disc that isn't a boot disc.
 std::string BuildBootSector();

@@ -34,6 +34,7 @@ const DiscFamilyRecord& DosFamily() {
           return 0;
         }
       },
+      .libraryList = DosListEveryFile,
       .formatSound = FormatSoundDos,
   };
   return family;

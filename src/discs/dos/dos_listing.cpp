@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "conversion/design_reader.h"
 #include "conversion/numbers.h"
 #include "platform/files.h"
 #include "platform/run_time_error.h"
@@ -145,6 +146,32 @@ int16_t ListDosDisc(SharedRecord& shared, int16_t familyCode) {
 
 int64_t DosFreeBytes(SharedRecord& shared) {
   return DriveFreeBytes(shared.platform, shared.CurrentDrive);
+}
+
+int16_t DosListEveryFile(SharedRecord& shared) {
+  shared.ClearListingText();
+  shared.DiscFormatText.clear();
+  shared.CurrentDiscType = 4;
+  try {
+    const std::string drive = std::string(1, static_cast<char>('A' + shared.CurrentDrive)) + ":\\";
+    const std::vector<std::string> names = ListFiles(shared.platform, drive + "*.*");
+    bool designs = false;
+    for (const std::string& name : names) {
+      const int64_t stitches = CountStitches(shared.platform, drive + name);
+      designs = designs || stitches >= 0;
+      char count[32];
+      std::snprintf(count, sizeof count, "%8lld", static_cast<long long>(stitches));
+      shared.AddListingLine(name, stitches,
+                            Column(name, 12) + " " + (stitches >= 0 ? count : "  (not a design)"));
+    }
+    const int16_t code = ProbeCode(shared);
+    const char* family = FamilyName(FamilyCodeOf(code));
+    if (family == nullptr && designs) family = FamilyName(7);
+    if (family != nullptr) shared.DiscFormatText = family;
+    return names.empty() ? 2 : 0;
+  } catch (const RunTimeError&) {
+    return 1;
+  }
 }
 
 int16_t DosListDirectory(SharedRecord& shared) {
