@@ -93,14 +93,6 @@ std::string WhyUnsound(PlatformState& platform, const std::string& path) {
       return "the file has " + std::to_string(length) + " bytes, fewer than a " + name +
              " head's 512";
     }
-    if (!codec.headStart.empty()) {
-      std::string start(codec.headStart.size(), '\0');
-      file.Read(reinterpret_cast<uint8_t*>(start.data()), start.size());
-      if (start != codec.headStart) {
-        return "not a " + name + " file: it does not begin with \"" + std::string(codec.headStart) +
-               "\"";
-      }
-    }
   } catch (const RunTimeError& e) {
     return RunTimeCodeText(e.Code());
   }

@@ -120,9 +120,6 @@ struct Codec {
 
   bool textHeader = false;  // 512 bytes ahead of the records: a source skips them, a
                             // destination gets spaces there and the text header at the end
-  // What every file of the format begins with ("LA:"), where there is such a thing: a
-  // file that doesn't is another format's, or no design at all.
-  std::string_view headStart = "";
   // Every writer closes the stream with an end record: a file that runs out before it
   // was cut short, and holds part of a design.
   bool endsInRecord = false;

@@ -153,7 +153,6 @@ const Codec kDsbCodec = {
     .encode = EncodeDsb,
     .writeEnd = EndDsb,
     .textHeader = true,
-    .headStart = "LA:",
     .endsInRecord = true,
 };
 
@@ -180,7 +179,6 @@ const Codec kDszCodec = {
     .encode = EncodeDsz,
     .writeEnd = EndDsz,
     .textHeader = true,
-    .headStart = "LA:",
     .endsInRecord = true,
 };
 

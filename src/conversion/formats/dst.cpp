@@ -187,7 +187,6 @@ const Codec kDstCodec = {
     .encode = EncodeDst,
     .writeEnd = EndDst,
     .textHeader = true,
-    .headStart = "LA:",
     .endsInRecord = true,
     .openingRecord = std::string_view("\x00\x00\x83", 3),
     .opening = Opening::BehindHead,

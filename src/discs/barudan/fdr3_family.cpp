@@ -25,7 +25,10 @@ const DiscFamilyRecord& Fdr3Family() {
       // An FDR3 disc has no mark of its own: it is the 256-byte disc that is neither
       // FMC nor ZSK.
       .probe = nullptr,
-      .room = [](SharedRecord& shared) -> int64_t { return StitchesInRoom(Fdr3FreeBytes(shared)); },
+      // With every design number taken the next write is refused, whatever the blocks.
+      .room = [](SharedRecord& shared) -> int64_t {
+        return shared.ListingEntries.size() >= 99 ? 0 : StitchesInRoom(Fdr3FreeBytes(shared));
+      },
   };
   return family;
 }

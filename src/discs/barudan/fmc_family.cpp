@@ -37,6 +37,8 @@ const DiscFamilyRecord& FmcFamily() {
       },
       .probe = IsFmc,
       .room = [](SharedRecord& shared) -> int64_t {
+        // With every design number taken the next write is refused, whatever the blocks.
+        if (shared.ListingEntries.size() >= 99) return 0;
         return StitchesInRoom(FmcFreeBytes(shared, false));
       },
   };
