@@ -45,6 +45,19 @@ using ProbeFn = bool (*)(SharedRecord& shared);
 using RoomFn = int64_t (*)(SharedRecord& shared);
 using EmptyLayoutFn = std::vector<LayoutWrite> (*)();
 
+// What a check of a disc's structures found, as fsck would.
+struct DiscProblem {
+  int line = -1;     // the listing line (from 0, slot 1 is line 0) of the design it damages; -1: the disc as a whole
+  std::string text;  // what is wrong, one line in words, e.g. "A01.DAT and A03.DAT share block 12"
+};
+struct DiscReport {
+  bool claimed = false;  // the family's own signature stands: this is the family's disc, whole or damaged
+  std::vector<DiscProblem> problems;  // empty: sound
+};
+// Run right after the family's `list` (whatever that answered) on the same record, with
+// the controller set as for the family's list; reads what else it needs, never writes.
+using CheckFn = DiscReport (*)(SharedRecord& shared);
+
 struct DiscFamilyRecord {
   DiscFamilyId id;
   std::string_view name;    // as the command names it
@@ -64,6 +77,7 @@ struct DiscFamilyRecord {
   // claims it.
   ProbeFn probe;
   RoomFn room;
+  CheckFn check = nullptr;
   // How the library API lays an empty disc of the family on a zeroed image, where that
   // differs from the class's formatting (null: the same); high density where it has one.
   int16_t (*formatSound)(SharedRecord& shared, bool highDensity) = nullptr;

@@ -32,6 +32,48 @@ int CollectFiles(SharedRecord& shared, const std::string& directory,
   return files;
 }
 
+std::vector<BarudanFile> GroupFiles(const std::string& directory, const BarudanDirectory& layout) {
+  std::vector<BarudanFile> files;
+  for (int entry = layout.firstEntry; entry < layout.entries; ++entry) {
+    if (layout.isFree(directory, entry)) continue;
+    const std::string name = layout.name(directory, entry);
+    auto file = std::find_if(files.begin(), files.end(), [&name](const BarudanFile& f) { return f.name == name; });
+    if (file == files.end()) file = files.insert(files.end(), BarudanFile{name, {}});
+    file->entries.push_back(entry);
+  }
+  return files;
+}
+
+std::string ShownName(const std::string& name) {
+  const size_t dot = name.find('.');
+  std::string base = name.substr(0, dot);
+  std::string end = dot == std::string::npos ? "" : name.substr(dot + 1);
+  base.erase(base.find_last_not_of(' ') + 1);
+  end.erase(end.find_last_not_of(' ') + 1);
+  return base + "." + end;
+}
+
+void TakeFileBlocks(BlockOwners& owners, const std::vector<int>& blocks, int first, int last,
+                    int line, const std::string& name, DiscReport& report) {
+  for (int block : blocks) {
+    if (block >= first && block <= last) {
+      owners.Take(block, line, name, report);
+    } else {
+      AddProblem(report, line, name + " names block " + std::to_string(block) + ", outside the data blocks " +
+                                   std::to_string(first) + " to " + std::to_string(last));
+    }
+  }
+}
+
+void CheckBlocksFit(DiscReport& report, int line, const std::string& name, size_t blocks,
+                    int64_t bytes, int blockBytes, const std::string& count) {
+  const auto need = static_cast<size_t>(std::max<int64_t>(1, (bytes + blockBytes - 1) / blockBytes));
+  if (blocks < need || blocks > need + 1) {
+    AddProblem(report, line, name + " has " + std::to_string(blocks) + " blocks; its " + count + " need " +
+                                 std::to_string(need));
+  }
+}
+
 bool WriteBlocks(SharedRecord& shared, const BarudanBlocks& layout, const std::string& firstPiece,
                  BufferedFile& file, std::string (*nextPiece)(BufferedFile& file, bool& ended),
                  std::vector<BlockEntry>& entries, const std::function<void(BlockEntry&)>& closeFull,

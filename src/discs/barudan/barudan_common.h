@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "conversion/buffered_file.h"
+#include "discs/disc_check.h"
 #include "state/shared_record.h"
 
 namespace tavlin {
@@ -55,6 +56,28 @@ struct BarudanDirectory {
 int CollectFiles(SharedRecord& shared, const std::string& directory,
                  const BarudanDirectory& layout, const std::string& wanted, int& found,
                  const std::function<void(size_t slot, int entry)>& onEntry = {});
+
+// A file of a directory as the listing joins it: its name and its entries in directory
+// order. The files come in listing order, so a file's index is its listing line.
+struct BarudanFile {
+  std::string name;
+  std::vector<int> entries;
+};
+std::vector<BarudanFile> GroupFiles(const std::string& directory, const BarudanDirectory& layout);
+
+// "A01     .DAT" as a problem names it: "A01.DAT".
+std::string ShownName(const std::string& name);
+
+// Notes a file's blocks with their owners; a block outside `first` to `last` is a
+// problem of the file's line, as is one named twice or held by another file.
+void TakeFileBlocks(BlockOwners& owners, const std::vector<int>& blocks, int first, int last,
+                    int line, const std::string& name, DiscReport& report);
+
+// A file of `bytes` on the disc, its header included, fills every block it has but the
+// last, and that one may hold no more than the end record the writers add: `count` says
+// the figure in words ("300 stitches").
+void CheckBlocksFit(DiscReport& report, int line, const std::string& name, size_t blocks,
+                    int64_t bytes, int blockBytes, const std::string& count);
 
 // Where a family's data blocks lie, for the writing of a design.
 struct BarudanBlocks {

@@ -51,5 +51,8 @@ int16_t Fdr3ListDirectory(SharedRecord& shared);
 int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std::string& destFile);
 int16_t Fdr3Read(SharedRecord& shared, int slot, const std::string& destName);
 int16_t Fdr3Delete(SharedRecord& shared, int slot);
+// Whether the directory the listing left parses as FDR3 writes it, and if so, what its
+// files' blocks and first sectors say, as fsck would see them.
+DiscReport Fdr3Check(SharedRecord& shared);
 
 }  // namespace tavlin

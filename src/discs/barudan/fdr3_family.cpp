@@ -26,6 +26,7 @@ const DiscFamilyRecord& Fdr3Family() {
       // FMC nor ZSK.
       .probe = nullptr,
       .room = [](SharedRecord& shared) -> int64_t { return StitchesInRoom(Fdr3FreeBytes(shared)); },
+      .check = Fdr3Check,
   };
   return family;
 }

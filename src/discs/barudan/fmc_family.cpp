@@ -39,6 +39,7 @@ const DiscFamilyRecord& FmcFamily() {
       .room = [](SharedRecord& shared) -> int64_t {
         return StitchesInRoom(FmcFreeBytes(shared, false));
       },
+      .check = FmcCheck,
   };
   return family;
 }
