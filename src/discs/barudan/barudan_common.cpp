@@ -32,6 +32,8 @@ int CollectFiles(SharedRecord& shared, const std::string& directory,
   return files;
 }
 
+namespace {
+
 std::vector<BarudanFile> GroupFiles(const std::string& directory, const BarudanDirectory& layout) {
   std::vector<BarudanFile> files;
   for (int entry = layout.firstEntry; entry < layout.entries; ++entry) {
@@ -44,6 +46,8 @@ std::vector<BarudanFile> GroupFiles(const std::string& directory, const BarudanD
   return files;
 }
 
+}  // namespace
+
 std::string ShownName(const std::string& name) {
   const size_t dot = name.find('.');
   std::string base = name.substr(0, dot);
@@ -53,16 +57,36 @@ std::string ShownName(const std::string& name) {
   return base + "." + end;
 }
 
-void TakeFileBlocks(BlockOwners& owners, const std::vector<int>& blocks, int first, int last,
-                    int line, const std::string& name, DiscReport& report) {
-  for (int block : blocks) {
-    if (block >= first && block <= last) {
-      owners.Take(block, line, name, report);
-    } else {
-      AddProblem(report, line, name + " names block " + std::to_string(block) + ", outside the data blocks " +
-                                   std::to_string(first) + " to " + std::to_string(last));
+std::vector<BarudanFile> CheckFiles(SharedRecord& shared, const std::string& directory,
+                                    const BarudanCheckLayout& layout, DiscReport& report,
+                                    const FirstSectorRead& read) {
+  const std::vector<BarudanFile> files = GroupFiles(directory, layout.directory);
+  BlockOwners owners(256);
+  for (size_t at = 0; at < files.size(); ++at) {
+    const int line = static_cast<int>(at);
+    const std::string name = ShownName(files[at].name);
+    const std::vector<int> blocks = layout.blocks(directory, files[at]);
+    for (int block : blocks) {
+      if (block >= layout.firstBlock && block <= layout.lastBlock) {
+        owners.Take(block, line, name, report);
+      } else {
+        AddProblem(report, line, name + " names block " + std::to_string(block) + ", outside the data blocks " +
+                                     std::to_string(layout.firstBlock) + " to " + std::to_string(layout.lastBlock));
+      }
     }
+    if (blocks.empty()) {
+      AddProblem(report, line, name + " names no block");
+      continue;
+    }
+    const int first = blocks.front();
+    if (first < layout.firstBlock || first > layout.lastBlock) continue;
+    if (!ReadSectorTries(shared, layout.track(first), layout.head(first), layout.firstSector(first), 3)) {
+      AddProblem(report, line, name + "'s first sector can't be read");
+      continue;
+    }
+    read(line, name, files[at], blocks.size());
   }
+  return files;
 }
 
 void CheckBlocksFit(DiscReport& report, int line, const std::string& name, size_t blocks,

@@ -2,7 +2,6 @@
 // must read as one that formatting, a write or a delete leaves.
 #include "discs/barudan/fdr3_disc.h"
 #include "discs/disc_check.h"
-#include "services/track_side.h"
 
 namespace tavlin {
 
@@ -18,6 +17,10 @@ bool Printable(const std::string& bytes, size_t from, size_t n) {
     if (At(bytes, i) < 0x20 || At(bytes, i) > 0x7E) return false;
   }
   return true;
+}
+
+std::string EntryAt(const std::string& directory, int entry) {
+  return directory.substr(static_cast<size_t>(entry) * kFdr3EntryBytes, kFdr3EntryBytes);
 }
 
 // An entry's byte count: three bytes, low first, signed, since the writers store an
@@ -62,39 +65,32 @@ DiscReport Fdr3Check(SharedRecord& shared) {
     return report;
   }
   for (int entry = 0; entry < kFdr3Entries; ++entry) {
-    if (!FdrEntry(directory.substr(static_cast<size_t>(entry) * kFdr3EntryBytes, kFdr3EntryBytes))) return report;
+    if (!FdrEntry(EntryAt(directory, entry))) return report;
   }
   report.claimed = true;
-  static constexpr BarudanDirectory kLayout{.firstEntry = 0,
-                                            .entries = kFdr3Entries,
-                                            .isFree = Fdr3EntryFree,
-                                            .name = Fdr3EntryName,
-                                            .blocks = Fdr3EntryBlocks};
-  const std::vector<BarudanFile> files = GroupFiles(directory, kLayout);
-  BlockOwners owners(256);
-  for (size_t at = 0; at < files.size(); ++at) {
-    const int line = static_cast<int>(at);
-    const std::string name = ShownName(files[at].name);
-    std::vector<int> blocks;
-    int64_t bytes = 0;
-    for (int entry : files[at].entries) {
-      const std::string field = Fdr3EntryBlocks(directory, entry);
-      for (size_t b = 0; b < field.size(); b += 2) blocks.push_back(At(field, b));
-      bytes += EntryCount(directory.substr(static_cast<size_t>(entry) * kFdr3EntryBytes, kFdr3EntryBytes));
-    }
-    TakeFileBlocks(owners, blocks, kFdr3FirstDataBlock, kFdr3LastBlock, line, name, report);
-    if (blocks.empty()) {
-      AddProblem(report, line, name + " names no block");
-      continue;
-    }
-    const int first = blocks.front();
-    if (first < kFdr3FirstDataBlock) continue;
-    const uint8_t sector = kFdr3SectorOrder[static_cast<size_t>(Fdr3BlockFirstPiece(first))];
-    if (!ReadSectorTries(shared, Fdr3BlockTrack(first), Fdr3BlockHead(first), sector, 3)) {
-      AddProblem(report, line, name + "'s first sector can't be read");
-    }
-    CheckBlocksFit(report, line, name, blocks.size(), bytes, kBlockBytes, std::to_string(bytes) + " bytes");
-  }
+  static constexpr BarudanCheckLayout kLayout{
+      .directory = kFdr3DirectoryLayout,
+      .firstBlock = kFdr3FirstDataBlock,
+      .lastBlock = kFdr3LastBlock,
+      // Only the low byte of a number counts as a block.
+      .blocks = [](const std::string& image, const BarudanFile& file) {
+        std::vector<int> blocks;
+        for (int entry : file.entries) {
+          const std::string field = Fdr3EntryBlocks(image, entry);
+          for (size_t b = 0; b < field.size(); b += 2) blocks.push_back(At(field, b));
+        }
+        return blocks;
+      },
+      .track = Fdr3BlockTrack,
+      .head = Fdr3BlockHead,
+      .firstSector = [](int block) { return kFdr3SectorOrder[static_cast<size_t>(Fdr3BlockFirstPiece(block))]; },
+  };
+  CheckFiles(shared, directory, kLayout, report,
+             [&](int line, const std::string& name, const BarudanFile& file, size_t blocks) {
+               int64_t bytes = 0;
+               for (int entry : file.entries) bytes += EntryCount(EntryAt(directory, entry));
+               CheckBlocksFit(report, line, name, blocks, bytes, kBlockBytes, std::to_string(bytes) + " bytes");
+             });
   return report;
 }
 

@@ -4,7 +4,6 @@
 
 #include "discs/barudan/fmc_disc.h"
 #include "discs/disc_check.h"
-#include "services/track_side.h"
 
 namespace tavlin {
 
@@ -104,36 +103,26 @@ DiscReport FmcCheck(SharedRecord& shared) {
     AddProblem(report, -1, "a sector of the directory can't be read");
     return report;
   }
-  static constexpr BarudanDirectory kLayout{.firstEntry = 1,
-                                            .entries = kFmcEntries,
-                                            .isFree = FmcEntryFree,
-                                            .name = FmcEntryName,
-                                            .blocks = FmcEntryBlocks};
-  const std::vector<BarudanFile> files = GroupFiles(directory, kLayout);
-  BlockOwners owners(256);
-  for (size_t at = 0; at < files.size(); ++at) {
-    const int line = static_cast<int>(at);
-    const std::string name = ShownName(files[at].name);
-    const std::vector<int> blocks = BlocksOf(directory, files[at]);
-    TakeFileBlocks(owners, blocks, kFmcFirstDataBlock, kFmcLastDataBlock, line, name, report);
-    if (blocks.empty()) {
-      AddProblem(report, line, name + " names no block");
-      continue;
-    }
-    const int first = blocks.front();
-    if (first < kFmcFirstDataBlock || first > kFmcLastDataBlock) continue;
-    if (!ReadSectorTries(shared, FmcBlockTrack(first), FmcBlockHead(first), 1, 3)) {
-      AddProblem(report, line, name + "'s first sector can't be read");
-      continue;
-    }
-    const int64_t stitches = StitchCount(shared);
-    if (stitches < 0) {
-      AddProblem(report, line, name + "'s stitch count is no decimal number");
-      continue;
-    }
-    CheckBlocksFit(report, line, name, blocks.size(), static_cast<int64_t>(kDataOffset) + 3 * stitches, 4096,
-                   std::to_string(stitches) + " stitches");
-  }
+  static constexpr BarudanCheckLayout kLayout{
+      .directory = kFmcDirectoryLayout,
+      .firstBlock = kFmcFirstDataBlock,
+      .lastBlock = kFmcLastDataBlock,
+      .blocks = BlocksOf,
+      .track = FmcBlockTrack,
+      .head = FmcBlockHead,
+      .firstSector = [](int) -> uint8_t { return 1; },
+  };
+  const std::vector<BarudanFile> files = CheckFiles(
+      shared, directory, kLayout, report,
+      [&](int line, const std::string& name, const BarudanFile&, size_t blocks) {
+        const int64_t stitches = StitchCount(shared);
+        if (stitches < 0) {
+          AddProblem(report, line, name + "'s stitch count is no decimal number");
+          return;
+        }
+        CheckBlocksFit(report, line, name, blocks, static_cast<int64_t>(kDataOffset) + 3 * stitches, 4096,
+                       std::to_string(stitches) + " stitches");
+      });
   CheckIndex(fmc.IndexImage, files, report);
   return report;
 }

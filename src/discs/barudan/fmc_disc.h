@@ -53,6 +53,12 @@ bool FmcEntryFree(const std::string& directory, int entry);
 std::string FmcEntryName(const std::string& directory, int entry);
 // The entry's block numbers, up to the first 0xFF.
 std::string FmcEntryBlocks(const std::string& directory, int entry);
+// How the listing and the check read the directory's entries.
+inline constexpr BarudanDirectory kFmcDirectoryLayout{.firstEntry = 1,
+                                                   .entries = kFmcEntries,
+                                                   .isFree = FmcEntryFree,
+                                                   .name = FmcEntryName,
+                                                   .blocks = FmcEntryBlocks};
 
 // Fills ListNames and ListBlocks from slot 1, one slot a file, joining the entries of a
 // file. Gives the number of files. A slot whose name is `wanted` is reported in
