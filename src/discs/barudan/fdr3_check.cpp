@@ -31,7 +31,8 @@ int32_t EntryCount(const std::string& entry) {
 }
 
 // The block numbers of an entry as FDR3 writes them: two bytes each with a high byte of
-// 0, ended by 0xFF 0xFF or by the eighth, the rest 0xFF. -1 for any other field.
+// 0, ended by 0xFF 0xFF or by the eighth, the rest 0xFF. -1 for any other field. A low
+// byte below 2 is left to the check of the files: a damaged FDR3 entry, not another's.
 int EntryBlockCount(const std::string& entry) {
   int blocks = 0;
   while (blocks < kBlocksPerEntry && !(At(entry, 12 + 2 * blocks) == 0xFF && At(entry, 13 + 2 * blocks) == 0xFF)) {
@@ -42,7 +43,8 @@ int EntryBlockCount(const std::string& entry) {
 }
 
 // Everything of an entry but its first byte, as a write leaves it: a printable name and
-// extension, the block field, 0xFF at the end, and a count its blocks hold.
+// extension (eight blanks are the name of a write given none), the block field, 0xFF at
+// the end, and a count its blocks hold.
 bool SoundEntry(const std::string& entry) {
   const int blocks = EntryBlockCount(entry);
   if (!Printable(entry, 1, 11) || blocks < 0 || At(entry, 31) != 0xFF) return false;
@@ -50,7 +52,7 @@ bool SoundEntry(const std::string& entry) {
   return blocks > 0 ? count >= 0 && count <= blocks * kBlockBytes : count <= 0 && count >= -kBlocksPerEntry * kBlockBytes;
 }
 
-// Never used (0xFF throughout), deleted (0xFF or 0xE5 first) or live.
+// Never used (0xFF throughout), or sound: deleted (0xFF or 0xE5 first) or live.
 bool FdrEntry(const std::string& entry) {
   return entry.find_first_not_of('\xFF') == std::string::npos || SoundEntry(entry);
 }
