@@ -9,8 +9,9 @@
 //   Odd: the rest is an IMG.CFG that the FMC section is merged into twice; the second
 //   merge changes nothing.
 // disc families: the input lies over the directory and table area of an image of the
-//   family formatted and holding two designs; then the disc is identified and listed,
-//   its first and last designs read, the first deleted and a design written.
+//   family formatted and holding two designs; then every family lists and checks it, the
+//   disc is identified and listed, its first and last designs read, the first deleted
+//   and a design written.
 #pragma once
 
 #include <unistd.h>
@@ -30,7 +31,10 @@
 #include "conversion/convert.h"
 #include "conversion/format_table.h"
 #include "conversion/formats/formats.h"
+#include "discs/disc_families.h"
 #include "platform/drives.h"
+#include "platform/run_time_error.h"
+#include "services/platform_steps.h"
 #include "tavlin/design.h"
 #include "tavlin/disc.h"
 #include "tavlin/emulator.h"
@@ -185,6 +189,31 @@ inline std::string DesignName(DiscFamily family, int n) {
   return {};
 }
 
+// Every family's listing and then its check on the image, as the library runs them: a
+// check stands any bytes, and a family of its own sectors claims only a disc of its size.
+inline void CheckEveryFamily(const std::string& image) {
+  const auto shared = std::make_unique<SharedRecord>();
+  BindImage(shared->platform, 0, image, ImageFamily::FromSize);
+  const int64_t size = shared->platform.drives[0].geometry.Bytes();
+  for (const DiscFamilyRecord* family : DiscFamilyRecords()) {
+    auto listThenCheck = [&] {
+      try {
+        family->list(*shared);
+      } catch (const RunTimeError&) {
+        // A listing may fail so; the check runs all the same.
+      }
+      const DiscReport report = family->check(*shared);
+      if (report.claimed && family->sectorAccess && size != ImageBytes(family->geometry)) {
+        std::fprintf(stderr, "%s claims an image of %lld bytes\n", std::string(family->name).c_str(),
+                     static_cast<long long>(size));
+        std::abort();
+      }
+      return int16_t{0};
+    };
+    family->sectorAccess ? WithSectorAccess(*shared, listThenCheck) : listThenCheck();
+  }
+}
+
 // An image of the family, formatted, holding two designs; made once per process.
 class DiscFixture {
  public:
@@ -221,6 +250,7 @@ class DiscFixture {
     work_.replace(static_cast<size_t>(area.offset), taken, reinterpret_cast<const char*>(data), taken);
     const std::string image = scratch_ / "disc.img";
     WriteFile(image, work_.data(), work_.size());
+    CheckEveryFamily(image);
 
     // Once as identification finds it, once as the family named.
     for (const std::optional<DiscFamily> named : {std::optional<DiscFamily>(), std::optional(family_)}) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <ctime>
+#include <string_view>
 
 #include "platform/run_time_error.h"
 
@@ -92,6 +93,13 @@ void StampNow(std::string& root, size_t at) {
 constexpr uint8_t kAttrLongName = 0x0F;
 constexpr int kSector = 512;
 
+// A cluster's entry in a FAT12 table: twelve bits, two entries to three bytes.
+int FatEntry(const std::vector<uint8_t>& fat, int cluster) {
+  const size_t at = static_cast<size_t>(cluster) * 3 / 2;
+  const int pair = fat[at] | (fat[at + 1] << 8);
+  return cluster % 2 == 0 ? pair & 0xFFF : pair >> 4;
+}
+
 // The checksum of an 8.3 name that its long-name entries carry.
 uint8_t ShortNameSum(const std::string& root, size_t at) {
   uint8_t sum = 0;
@@ -142,11 +150,7 @@ struct FatVolume::State {
     if (good < n) throw RunTimeError(kPathFileAccess);
   }
 
-  int Next(int cluster) const {
-    const size_t at = static_cast<size_t>(cluster) * 3 / 2;
-    const int pair = fat[at] | (fat[at + 1] << 8);
-    return cluster % 2 == 0 ? pair & 0xFFF : pair >> 4;
-  }
+  int Next(int cluster) const { return FatEntry(fat, cluster); }
   void SetNext(int cluster, int value) {
     const size_t at = static_cast<size_t>(cluster) * 3 / 2;
     if (cluster % 2 == 0) {
@@ -441,7 +445,7 @@ FatVolume::FatVolume(std::shared_ptr<std::FILE> image) : state_(std::make_shared
   const bool sound = l.bytesPerSector == 512 && l.sectorsPerCluster >= 1 && l.reservedSectors >= 1 &&
                      l.fats >= 1 && l.fats <= 2 && l.rootEntries >= 16 && l.rootEntries <= 512 &&
                      l.sectorsPerFat >= 1 && l.sectorsPerFat <= 12 && l.totalSectors > 0 &&
-                     l.Clusters() > 0 && l.Clusters() * 3 / 2 + 2 <= l.sectorsPerFat * 512;
+                     l.Clusters() > 0 && ((l.Clusters() + 2) * 3 + 1) / 2 <= l.sectorsPerFat * 512;
   // A boot sector that counts more sectors than the image holds would have files
   // written past its end.
   std::FILE* f = state_->image.get();
@@ -554,6 +558,123 @@ void FatVolume::Rename(const std::string& from, const std::string& to) {
 
 int64_t FatVolume::FreeBytes() {
   return int64_t{state_->FreeClusters()} * state_->layout.ClusterBytes();
+}
+
+namespace {
+
+// Whether the 11 bytes of a root entry are a name DOS can hold: no control byte (but
+// 0x05 first, which stands for 0xE5), no DEL, none of the characters a name may not
+// hold, and no blank first.
+bool ValidShortName(const std::string& root, size_t at) {
+  if (root[at] == ' ') return false;
+  for (size_t i = 0; i < 11; ++i) {
+    const auto c = static_cast<uint8_t>(root[at + i]);
+    if ((c < 0x20 && !(i == 0 && c == 0x05)) || c == 0x7F ||
+        std::string_view("\"*+,./:;<=>?[\\]|").find(static_cast<char>(c)) != std::string_view::npos) {
+      return false;
+    }
+  }
+  return true;
+}
+
+uint32_t LittleEndian(const std::string& bytes, size_t at, size_t width) {
+  uint32_t value = 0;
+  for (size_t i = 0; i < width; ++i) value |= uint32_t{static_cast<uint8_t>(bytes[at + i])} << (8 * i);
+  return value;
+}
+
+}  // namespace
+
+FatVolume::Checked FatVolume::Check() {
+  Checked checked;
+  const State& s = *state_;
+  const Layout& l = s.layout;
+  try {
+    uint8_t boot[32];
+    state_->ReadAt(0, boot, sizeof boot);
+    std::FILE* f = s.image.get();
+    const bool sized = std::fseek(f, 0, SEEK_END) == 0 && std::ftell(f) == int64_t{l.totalSectors} * kSector;
+    const int perCluster = l.sectorsPerCluster;
+    const uint8_t media = boot[21];
+    checked.fat12 = sized && perCluster <= 64 && (perCluster & (perCluster - 1)) == 0 && l.rootEntries % 16 == 0 &&
+                    (media == 0xF0 || media >= 0xF8) && l.Clusters() < 4085;
+  } catch (const RunTimeError&) {
+    return checked;
+  }
+  if (!checked.fat12) return checked;
+  auto add = [&checked](const std::string& name, std::string text) {
+    checked.findings.push_back({name, std::move(text)});
+  };
+  const int clusters = l.Clusters();
+  const std::vector<uint8_t>& fat = s.diskFats[0];
+  for (size_t copy = 1; copy < s.diskFats.size(); ++copy) {
+    for (int c = 0; c < clusters + 2; ++c) {
+      if (FatEntry(fat, c) != FatEntry(s.diskFats[copy], c)) {
+        add("", "the FAT copies differ, first at cluster " + std::to_string(c));
+        break;
+      }
+    }
+  }
+  // Each cluster's file, and the root entry whose chain last passed it: a chain is
+  // followed to its end, to a cluster it passed before, or off the disc.
+  std::vector<std::string> owner(static_cast<size_t>(clusters) + 2);
+  std::vector<int> walkedBy(static_cast<size_t>(clusters) + 2, -1);
+  const std::string& root = s.diskRoot;
+  for (int i = 0; i < l.rootEntries; ++i) {
+    const size_t at = static_cast<size_t>(i) * 32;
+    const auto first = static_cast<uint8_t>(root[at]);
+    const auto attributes = static_cast<uint8_t>(root[at + 11]);
+    if (first == 0) break;
+    if (first == kDeleted || attributes == kAttrLongName || (attributes & kAttrVolume) != 0) continue;
+    const std::string name = FromEntryName(root.substr(at, 11));
+    if (!ValidShortName(root, at)) add(name, name + " has no valid 8.3 name");
+    const int start = static_cast<int>(LittleEndian(root, at + 26, 2));
+    const uint32_t size = LittleEndian(root, at + 28, 4);
+    // A folder's entry has no size: its chain holds what it holds.
+    const int64_t need = (attributes & kAttrDirectory) != 0 ? -1 : (int64_t{size} + l.ClusterBytes() - 1) / l.ClusterBytes();
+    if (start == 0) {
+      if (need > 0) add(name, name + " holds " + std::to_string(size) + " bytes in no cluster");
+      continue;
+    }
+    if (!s.IsData(start)) {
+      add(name, name + " starts at cluster " + std::to_string(start) + ", outside 2 to " + std::to_string(clusters + 1));
+      continue;
+    }
+    int64_t held = 0;
+    for (int c = start;;) {
+      const std::string here = std::to_string(c);
+      if (walkedBy[static_cast<size_t>(c)] == i) {
+        add(name, name + "'s chain loops back to cluster " + here);
+        break;
+      }
+      walkedBy[static_cast<size_t>(c)] = i;
+      ++held;
+      std::string& holder = owner[static_cast<size_t>(c)];
+      if (holder.empty()) {
+        holder = name;
+      } else {
+        add(name, holder + " and " + name + " share cluster " + here);
+      }
+      const int next = FatEntry(fat, c);
+      if (next >= 0xFF8) {
+        if (need >= 0 && held != need) {
+          add(name, name + "'s chain holds " + std::to_string(held) + " clusters; its " + std::to_string(size) +
+                        " bytes need " + std::to_string(need));
+        }
+        break;
+      }
+      if (next == 0 || next == 0xFF7) {
+        add(name, name + "'s chain reaches cluster " + here + ", which the FAT marks " + (next == 0 ? "free" : "bad"));
+        break;
+      }
+      if (!s.IsData(next)) {
+        add(name, name + "'s chain leaves the disc after cluster " + here + " (to " + std::to_string(next) + ")");
+        break;
+      }
+      c = next;
+    }
+  }
+  return checked;
 }
 
 }  // namespace tavlin

@@ -45,6 +45,21 @@ class FatVolume {
   void Rename(const std::string& from, const std::string& to);
   int64_t FreeBytes();
 
+  // The volume as `fsck.fat -n` would judge it, read from the disc: whether the boot
+  // sector describes a FAT12 file system of this very image (512-byte sectors, a cluster
+  // of a known size, one or two FATs, a whole number of root sectors, the image's own
+  // sector count, a media byte), and then each fault of the FATs and the root's chains,
+  // with the name of the root entry it belongs to (empty: the volume as a whole).
+  struct Finding {
+    std::string name;
+    std::string text;
+  };
+  struct Checked {
+    bool fat12 = false;
+    std::vector<Finding> findings;
+  };
+  Checked Check();
+
   struct Layout {
     int bytesPerSector = 512;
     int sectorsPerCluster = 2;

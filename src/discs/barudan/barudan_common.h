@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "conversion/buffered_file.h"
+#include "discs/disc_check.h"
 #include "state/shared_record.h"
 
 namespace tavlin {
@@ -55,6 +56,44 @@ struct BarudanDirectory {
 int CollectFiles(SharedRecord& shared, const std::string& directory,
                  const BarudanDirectory& layout, const std::string& wanted, int& found,
                  const std::function<void(size_t slot, int entry)>& onEntry = {});
+
+// A file of a directory as the listing joins it: its name and its entries in directory
+// order.
+struct BarudanFile {
+  std::string name;
+  std::vector<int> entries;
+};
+
+// "A01     .DAT" as a problem names it: "A01.DAT".
+std::string ShownName(const std::string& name);
+
+// Where a check finds a family's files and their first sectors.
+struct BarudanCheckLayout {
+  BarudanDirectory directory;
+  int firstBlock;
+  int lastBlock;
+  std::vector<int> (*blocks)(const std::string& directory, const BarudanFile& file);  // in file order
+  int (*track)(int block);
+  int (*head)(int block);
+  uint8_t (*firstSector)(int block);
+};
+
+// The files of a directory in listing order, as a check walks them: each one's blocks
+// noted with their owners, and the first sector of its first block read. A block outside
+// the data blocks, named twice or held by another file, a file of no block, and a first
+// sector that can't be read are problems of the file's line. `read` is told of each file
+// whose first sector then stands in SectorBuffer: its line, its name as a problem says it
+// ("A01.DAT"), the file and its number of blocks.
+using FirstSectorRead = std::function<void(int line, const std::string& name, const BarudanFile& file, size_t blocks)>;
+std::vector<BarudanFile> CheckFiles(SharedRecord& shared, const std::string& directory,
+                                    const BarudanCheckLayout& layout, DiscReport& report,
+                                    const FirstSectorRead& read);
+
+// A file of `bytes` on the disc, its header included, fills every block it has but the
+// last, and that one may hold no more than the end record the writers add: `count` says
+// the figure in words ("300 stitches").
+void CheckBlocksFit(DiscReport& report, int line, const std::string& name, size_t blocks,
+                    int64_t bytes, int blockBytes, const std::string& count);
 
 // Where a family's data blocks lie, for the writing of a design.
 struct BarudanBlocks {

@@ -59,14 +59,9 @@ std::string Fdr3EntryBlocks(const std::string& directory, int entry) {
 
 int Fdr3CollectFiles(SharedRecord& shared, const std::string& wanted, int& found,
                      std::array<int32_t, kListSlots>& totals) {
-  static constexpr BarudanDirectory kLayout{.firstEntry = 0,
-                                            .entries = kFdr3Entries,
-                                            .isFree = Fdr3EntryFree,
-                                            .name = Fdr3EntryName,
-                                            .blocks = Fdr3EntryBlocks};
   const std::string& directory = shared.Own<Fdr3State>().DirectoryImage;
   totals.fill(0);
-  return CollectFiles(shared, directory, kLayout, wanted, found, [&](size_t slot, int entry) {
+  return CollectFiles(shared, directory, kFdr3DirectoryLayout, wanted, found, [&](size_t slot, int entry) {
     // Only bytes 28 and 29 of the count are read, as a signed 16-bit number.
     totals[slot] += Bytes2ToInt(directory.substr(static_cast<size_t>(entry) * kFdr3EntryBytes + 28, 2));
   });

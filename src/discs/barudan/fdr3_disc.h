@@ -35,6 +35,12 @@ bool Fdr3EntryFree(const std::string& directory, int entry);
 std::string Fdr3EntryName(const std::string& directory, int entry);
 // The entry's block numbers, two bytes each, up to the first 0xFF 0xFF.
 std::string Fdr3EntryBlocks(const std::string& directory, int entry);
+// How the listing and the check read the directory's entries.
+inline constexpr BarudanDirectory kFdr3DirectoryLayout{.firstEntry = 0,
+                                                   .entries = kFdr3Entries,
+                                                   .isFree = Fdr3EntryFree,
+                                                   .name = Fdr3EntryName,
+                                                   .blocks = Fdr3EntryBlocks};
 
 // Fills ListNames, ListBlocks and the files' byte totals from slot 1; gives the number
 // of files and in `found` the slot whose name is `wanted` (0 when none).
@@ -51,5 +57,8 @@ int16_t Fdr3ListDirectory(SharedRecord& shared);
 int16_t Fdr3Write(SharedRecord& shared, const std::string& sourceFile, const std::string& destFile);
 int16_t Fdr3Read(SharedRecord& shared, int slot, const std::string& destName);
 int16_t Fdr3Delete(SharedRecord& shared, int slot);
+// Whether the directory the listing left parses as FDR3 writes it, and if so, what its
+// files' blocks and first sectors say, as fsck would see them.
+DiscReport Fdr3Check(SharedRecord& shared);
 
 }  // namespace tavlin

@@ -29,6 +29,7 @@ const DiscFamilyRecord& Fdr3Family() {
       .room = [](SharedRecord& shared) -> int64_t {
         return shared.ListingEntries.size() >= 99 ? 0 : StitchesInRoom(Fdr3FreeBytes(shared));
       },
+      .check = Fdr3Check,
   };
   return family;
 }

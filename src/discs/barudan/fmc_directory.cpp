@@ -93,12 +93,7 @@ std::string FmcEntryBlocks(const std::string& directory, int entry) {
 }
 
 int FmcCollectFiles(SharedRecord& shared, const std::string& wanted, int& found) {
-  static constexpr BarudanDirectory kLayout{.firstEntry = 1,
-                                            .entries = kFmcEntries,
-                                            .isFree = FmcEntryFree,
-                                            .name = FmcEntryName,
-                                            .blocks = FmcEntryBlocks};
-  const int files = CollectFiles(shared, shared.Own<FmcState>().DirectoryImage, kLayout, wanted, found);
+  const int files = CollectFiles(shared, shared.Own<FmcState>().DirectoryImage, kFmcDirectoryLayout, wanted, found);
   const BarudanLists& lists = shared.Own<BarudanLists>();
   shared.ListBlockCounts.fill(0);
   for (int slot = 1; slot <= files; ++slot) {

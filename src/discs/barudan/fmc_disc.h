@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "discs/barudan/barudan_common.h"
@@ -25,6 +26,8 @@ constexpr int kFmcEntries = 128;          // entry 0 is the disc's signature
 constexpr int kFmcIndexBytes = 1152;      // 36 records of 32 bytes
 constexpr int kFmcFirstDataBlock = 2;
 constexpr int kFmcLastDataBlock = 159;
+// Bytes 1 to 11 of the directory's entry 0 on every FMC disc.
+constexpr std::string_view kFmcSignature = "FILE    DIR";
 
 // The n-th 256-byte piece of a track side lies in sector kFmcSectorOrder[n - 1].
 constexpr SectorOrder kFmcSectorOrder = kTrackSideOrder;
@@ -50,6 +53,12 @@ bool FmcEntryFree(const std::string& directory, int entry);
 std::string FmcEntryName(const std::string& directory, int entry);
 // The entry's block numbers, up to the first 0xFF.
 std::string FmcEntryBlocks(const std::string& directory, int entry);
+// How the listing and the check read the directory's entries.
+inline constexpr BarudanDirectory kFmcDirectoryLayout{.firstEntry = 1,
+                                                   .entries = kFmcEntries,
+                                                   .isFree = FmcEntryFree,
+                                                   .name = FmcEntryName,
+                                                   .blocks = FmcEntryBlocks};
 
 // Fills ListNames and ListBlocks from slot 1, one slot a file, joining the entries of a
 // file. Gives the number of files. A slot whose name is `wanted` is reported in
@@ -67,5 +76,7 @@ int16_t FmcListDirectory(SharedRecord& shared);
 int16_t FmcWrite(SharedRecord& shared, const std::string& sourceFile);
 int16_t FmcRead(SharedRecord& shared, int slot, const std::string& destName);
 int16_t FmcDelete(SharedRecord& shared, int slot);
+// The directory, index and first sectors the listing left and read, as fsck would see them.
+DiscReport FmcCheck(SharedRecord& shared);
 
 }  // namespace tavlin

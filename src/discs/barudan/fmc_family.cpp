@@ -41,6 +41,7 @@ const DiscFamilyRecord& FmcFamily() {
         if (shared.ListingEntries.size() >= 99) return 0;
         return StitchesInRoom(FmcFreeBytes(shared, false));
       },
+      .check = FmcCheck,
   };
   return family;
 }

@@ -60,4 +60,8 @@ int64_t DosFreeBytes(SharedRecord& shared);
 // the sound layout of 720 KB, or of 1.44 MB at high density. 0, or 1 when a sector fails.
 int16_t FormatSoundDos(SharedRecord& shared, bool highDensity);
 
+// The drive's FAT12 file system as `fsck.fat -n` would see it, each fault of a listed
+// file on its listing line. A drive bound to a folder is the host's to keep sound.
+DiscReport DosCheck(SharedRecord& shared);
+
 }  // namespace tavlin

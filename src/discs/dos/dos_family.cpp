@@ -34,6 +34,7 @@ const DiscFamilyRecord& DosFamily() {
           return 0;
         }
       },
+      .check = DosCheck,
       .libraryList = DosListEveryFile,
       .formatSound = FormatSoundDos,
   };

@@ -78,5 +78,8 @@ int16_t ZskListDirectory(SharedRecord& shared);
 int16_t ZskWrite(SharedRecord& shared, const std::string& sourceFile);
 int16_t ZskRead(SharedRecord& shared, int entry, const std::string& destName);
 int16_t ZskDelete(SharedRecord& shared, int entry);
+// The label, and the table and directory the listing left, as fsck would see them: the
+// free chain and each design's chain, and the blocks that are in none.
+DiscReport ZskCheck(SharedRecord& shared);
 
 }  // namespace tavlin

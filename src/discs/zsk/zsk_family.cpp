@@ -40,6 +40,7 @@ const DiscFamilyRecord& ZskFamily() {
         if (zsk.Table.empty() || ZskDirectoryFull(ZskRecords(zsk.DirectoryBlock).size())) return 0;
         return StitchesInRoom(int64_t{ZskField(zsk.Table, 0)} * kZskBlockBytes);
       },
+      .check = ZskCheck,
       .countsByReading = true,
   };
   return family;
