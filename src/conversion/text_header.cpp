@@ -64,13 +64,9 @@ std::string DiscReadHeader(const std::string& destName, const std::string& tag, 
 }
 
 void WriteTextHeader(ConversionRun& run) {
-  // The library labels the design by its own name, without its extension.
-  std::string name = FileNameOf(run.ResolvedSource);
-  if (!run.settings.LabelSource.empty()) {
-    name = FileNameOf(run.settings.LabelSource);
-    name = name.substr(0, name.rfind('.'));
-  }
-  name = name.substr(0, 8);
+  const std::string& labelled =
+      run.settings.LabelSource.empty() ? run.ResolvedSource : run.settings.LabelSource;
+  std::string name = FileNameOf(labelled).substr(0, 8);
   name.resize(8, ' ');
   std::string tag =
       MachineTag(run.settings.LabelDest.empty() ? run.ResolvedDest : run.settings.LabelDest);

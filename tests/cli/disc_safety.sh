@@ -184,7 +184,7 @@ refused "11 --as on zsk" zsk.img "--as names files on DOS discs" -- disc write z
 "$tavlin" disc write fdr3.img "$samples/Star.DST" --name "a b" | grep -q "as ab.U" && ok || bad "11 fdr3 name with a blank"
 "$tavlin" disc write dos720.img "$samples/Star.pes" --as LABEL.DST >/dev/null
 mcopy -o -i dos720.img ::LABEL.DST label.DST
-head -c 11 label.DST | grep -q "^LA:Star " && ok || bad "11 DST label: $(head -c 20 label.DST)"
+head -c 19 label.DST | grep -q "^LA:Star.pes DSC.TAJ" && ok || bad "11 DST label: $(head -c 20 label.DST)"
 fsck_clean "11" dos720.img
 
 echo "disc safety: $passed passed, $failed failed"

@@ -544,6 +544,11 @@ TEST(PesHostile, TruncatedAndScrambledSamplesEndWithAResult) {
   for (size_t cut = 0; cut < star.size(); cut += 211) {
     test::WriteBytes(dir / "cut.PES", star.substr(0, cut));
     EXPECT_EQ(convert(dir / "cut.PES", dir / "out.DST"), 0) << cut;
+    // An empty file is no design: the class converts it, the library refuses it.
+    if (cut == 0) {
+      EXPECT_EQ(Convert(dir / "cut.PES", dir / "out.DST"), ConvertErrc::UnsoundSource);
+      continue;
+    }
     EXPECT_EQ(Convert(dir / "cut.PES", dir / "out.DST").value(), 0) << cut;
     // A cut inside the stream keeps what lies before it.
     if (cut > stream + 2000) {
