@@ -560,6 +560,15 @@ int64_t FatVolume::FreeBytes() {
   return int64_t{state_->FreeClusters()} * state_->layout.ClusterBytes();
 }
 
+bool FatVolume::RootHasRoom() {
+  try {
+    state_->FreeSlot();
+    return true;
+  } catch (const RunTimeError&) {
+    return false;
+  }
+}
+
 namespace {
 
 // Whether the 11 bytes of a root entry are a name DOS can hold: no control byte (but

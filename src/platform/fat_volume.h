@@ -44,6 +44,8 @@ class FatVolume {
   void Delete(const std::string& name);
   void Rename(const std::string& from, const std::string& to);
   int64_t FreeBytes();
+  // Whether the root directory has an entry left for a new file.
+  bool RootHasRoom();
 
   // The volume as `fsck.fat -n` would judge it, read from the disc: whether the boot
   // sector describes a FAT12 file system of this very image (512-byte sectors, a cluster

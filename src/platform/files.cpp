@@ -238,6 +238,12 @@ int64_t DriveFreeBytes(PlatformState& platform, int drive) {
   return static_cast<int64_t>(space.available);
 }
 
+bool DriveTakesNewFile(PlatformState& platform, int drive) {
+  const std::string root = std::string(1, static_cast<char>('A' + drive)) + ":\\";
+  FatVolume* volume = VolumeFor(platform, root);
+  return volume == nullptr || volume->RootHasRoom();
+}
+
 int64_t FileLength(PlatformState& platform, const std::string& path) {
   if (!FileExists(platform, path)) throw RunTimeError(kFileNotFound);
   return OpenFile(platform, path)->Length();

@@ -46,6 +46,8 @@ void CopyFile(PlatformState& platform, const std::string& from, const std::strin
 // The bytes a drive can still take: free clusters times their size on an image, the
 // host's free room for a bound folder.
 int64_t DriveFreeBytes(PlatformState& platform, int drive);
+// Whether a new file finds a directory entry on the drive (a folder always does).
+bool DriveTakesNewFile(PlatformState& platform, int drive);
 int64_t FileLength(PlatformState& platform, const std::string& path);
 
 }  // namespace tavlin

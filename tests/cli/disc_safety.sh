@@ -7,7 +7,7 @@ set -u
 tavlin=$(realpath "$1")
 samples=$(realpath "$2")
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+trap 'chattr -i "$work"/*.img 2>/dev/null; rm -rf "$work"' EXIT
 cd "$work" || exit 1
 passed=0
 failed=0
@@ -165,6 +165,23 @@ rm -f big.img
 listed=$("$tavlin" disc list big.img --json | sed -n 's/.*"stitches": \([0-9]*\).*/\1/p')
 [ "$listed" = "$(stitches_of zsk-back.DST)" ] && ok || bad "10 zsk listed $listed, reads $(stitches_of zsk-back.DST)"
 
+# The free figure is what the next write takes: a design of exactly that many stitches
+# goes on an FDR3 disc, one more does not; a full root directory shows no room.
+exp_of() { python3 -c "import sys; open(sys.argv[2],'wb').write(bytes([1,1,255,255]) * (int(sys.argv[1]) // 2) + bytes([1,1]) * (int(sys.argv[1]) % 2))" "$1" "$2"; }
+rm -f room.img
+"$tavlin" disc format room.img --family fdr3 >/dev/null
+free=$("$tavlin" disc list room.img --json | sed -n 's/.*"free_stitches": \([0-9]*\).*/\1/p')
+exp_of $((free + 1)) over.EXP
+exp_of "$free" fits.EXP
+refused "10 fdr3 one over" room.img "not enough free room" -- disc write room.img over.EXP
+done_ok "10 fdr3 exactly" disc write room.img fits.EXP
+exp_of 1 tiny.EXP
+rm -f root.img
+"$tavlin" disc format root.img --family dos720 >/dev/null
+for i in $(seq 1 112); do "$tavlin" disc write root.img tiny.EXP --as "T$i.EXP" >/dev/null; done
+"$tavlin" disc list root.img | head -1 | grep -q "112 designs, 0 stitches free" && ok || bad "10 full root: $("$tavlin" disc list root.img | head -1)"
+refused "10 full root write" root.img "root directory is full" -- disc write root.img tiny.EXP --as MORE.EXP
+
 # 11. Messages that name the real cause.
 rm -f amb.img
 "$tavlin" disc format amb.img --family dos720 >/dev/null
@@ -186,6 +203,14 @@ refused "11 --as on zsk" zsk.img "--as names files on DOS discs" -- disc write z
 mcopy -o -i dos720.img ::LABEL.DST label.DST
 head -c 19 label.DST | grep -q "^LA:Star.pes DSC.TAJ" && ok || bad "11 DST label: $(head -c 20 label.DST)"
 fsck_clean "11" dos720.img
+# A write-protected image (immutable, which holds for root too, where the file system
+# has the flag) is said to be so, by format --force as by write.
+cp fmc.img locked.img
+if chattr +i locked.img 2>/dev/null; then
+  refused "11 format write-protected" locked.img "write-protected" -- disc format locked.img --family fmc --force
+  refused "11 write write-protected" locked.img "write-protected" -- disc write locked.img "$samples/Star.DST"
+  chattr -i locked.img
+fi
 
 echo "disc safety: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]

@@ -1,6 +1,7 @@
 // The DOS row of the family table.
 #include "discs/disc_transfer.h"
 #include "discs/dos/dos_disc.h"
+#include "platform/files.h"
 #include "platform/run_time_error.h"
 
 namespace tavlin {
@@ -29,6 +30,8 @@ const DiscFamilyRecord& DosFamily() {
       // Free clusters, from the disc's own geometry, whatever its size.
       .room = [](SharedRecord& shared) -> int64_t {
         try {
+          // A root directory with no entry left takes no design, whatever the clusters.
+          if (!DriveTakesNewFile(shared.platform, shared.CurrentDrive)) return 0;
           return StitchesInRoom(DosFreeBytes(shared));
         } catch (const RunTimeError&) {
           return 0;
