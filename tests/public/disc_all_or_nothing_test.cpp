@@ -9,6 +9,9 @@
 #include <tuple>
 
 #include "tavlin/disc.h"
+#include "tavlin/drive.h"
+#include "tavlin/error.h"
+#include "tavlin/tavlin.h"
 #include "test_support.h"
 
 namespace tavlin {
@@ -61,7 +64,9 @@ std::pair<int, bool> Attempt(const test::TempDir& dir, const Row& row, const std
   fault->failAt = failAt;
   disc->FailTransfersForTests([fault](bool w, int t, int h, int s) { return (*fault)(w, t, h, s); });
   const bool failed = static_cast<bool>(operation(*disc));
-  if (failed) EXPECT_EQ(test::ReadBytes(image), prepared) << row.image << ": transfer " << failAt;
+  if (failed) {
+    EXPECT_EQ(test::ReadBytes(image), prepared) << row.image << ": transfer " << failAt;
+  }
   return {fault->seen, failed};
 }
 
@@ -103,6 +108,39 @@ TEST(DiscAllOrNothing, AFailedTransferAnywhereLeavesTheImageAsItWas) {
       EXPECT_EQ(before->Listing().designs.size(), 2u) << row.image;
     }
   }
+}
+
+}  // namespace
+}  // namespace tavlin
+
+namespace tavlin {
+namespace {
+
+// Where the two faces differ: the class identifies an FMC image whose signature was
+// changed as the disc of no mark, FDR3, as its identification reads; the library finds
+// no family's signature on it and writes nothing.
+TEST(DiscAllOrNothing, ADamagedFmcIsFdr3ToTheClassAndNoFamilyToTheLibrary) {
+  test::OnFreshThread([] {
+    test::TempDir dir;
+    const std::string image = dir / "fmc.img";
+    ASSERT_FALSE(FormatDiscImage(image, DiscFamily::Fmc));
+    std::string bytes = test::ReadBytes(image);
+    bytes.replace(16385, 4, "XXXX");
+    test::WriteBytes(image, bytes);
+
+    BindDriveImage(0, image);
+    Tavlin tavlin;
+    tavlin.ReadDisc();
+    EXPECT_EQ(tavlin.DiscType(), 1);  // FDR3
+    UnbindDrive(0);
+
+    std::error_code ec;
+    EXPECT_EQ(Disc::Open(image, std::nullopt, ec), nullptr);
+    EXPECT_EQ(ec, DiscErrc::NoFamily);
+    EXPECT_EQ(Disc::Open(image, DiscFamily::Fdr3, ec), nullptr);
+    EXPECT_EQ(ec, DiscErrc::NotThisFamily);
+    EXPECT_EQ(test::ReadBytes(image), bytes);
+  });
 }
 
 }  // namespace
