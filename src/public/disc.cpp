@@ -162,6 +162,66 @@ std::error_code FormatDiscImage(const std::string& path, DiscFamily family, bool
   return PutInPlace(made, path) ? std::error_code() : ResultCode(kPathFileAccess);
 }
 
+namespace {
+
+// What a change gives where the image itself failed it: no copy could be made of it, or
+// the changed copy could not be put back.
+constexpr int16_t kNotCopied = -1;
+constexpr int16_t kNotPutBack = -2;
+
+// A change to an image is made on a copy of it, which takes the image's place only when
+// the change is whole: a sector that fails at any transfer, or a program that stops,
+// leaves the image as it was.
+class ImageChange {
+ public:
+  explicit ImageChange(SharedRecord& record) : record_(record), image_(record.platform.drives[0].path) {
+    copy_ = WorkingFile("image-change-" + std::to_string(reinterpret_cast<uintptr_t>(&record)) + ".img");
+    std::error_code ec;
+    if (!fs::copy_file(image_, copy_, fs::copy_options::overwrite_existing, ec)) return;
+    BindImage(record_.platform, 0, copy_, ImageFamily::FromSize);
+    bound_ = true;
+  }
+  ~ImageChange() {
+    if (bound_) Restore();
+  }
+  ImageChange(const ImageChange&) = delete;
+  ImageChange& operator=(const ImageChange&) = delete;
+
+  bool Ready() const { return bound_; }
+
+  // The changed copy's bytes into the image, in place, so that the lock and the file
+  // stay the same. False when they could not all be written.
+  bool Commit() {
+    record_.platform.drives[0] = DriveBinding{};
+    std::ifstream in(copy_, std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::FILE* out = std::fopen(image_.c_str(), "r+b");
+    bool whole = out != nullptr && !in.bad() && !bytes.empty();
+    if (out != nullptr) {
+      whole = whole && std::fwrite(bytes.data(), 1, bytes.size(), out) == bytes.size();
+      whole = std::fflush(out) == 0 && whole;
+      whole = std::fclose(out) == 0 && whole;
+    }
+    Restore();
+    return whole;
+  }
+
+ private:
+  void Restore() {
+    bound_ = false;
+    BindImage(record_.platform, 0, image_, ImageFamily::FromSize);
+    std::error_code ignored;
+    fs::remove(copy_, ignored);
+  }
+
+  SharedRecord& record_;
+  std::string image_;
+  std::string copy_;
+  bool bound_ = false;
+};
+
+}  // namespace
+
 struct Disc::State {
   SharedRecord record;
   const DiscFamilyRecord* family = nullptr;
@@ -172,6 +232,21 @@ struct Disc::State {
   std::vector<DiscDamage> damage;
 
   bool OnImage() const { return record.platform.drives[0].kind == DriveBinding::Kind::Image; }
+
+  // Runs a change of the disc (a write, a delete) on a copy of its image where it has
+  // one, which takes the image's place only when the change is whole. Gives the
+  // routine's result, or kNotCopied / kNotPutBack.
+  template <typename Routine>
+  int16_t Change(Routine routine) {
+    std::optional<ImageChange> change;
+    if (OnImage()) {
+      change.emplace(record);
+      if (!change->Ready()) return kNotCopied;
+    }
+    const int16_t result = routine();
+    if (result == 0 && change && !change->Commit()) return kNotPutBack;
+    return result;
+  }
 
   // The listing the last family call left in the record, as entries.
   void TakeListing() {
@@ -266,60 +341,6 @@ struct Disc::State {
   }
 };
 
-namespace {
-
-// A change to an image is made on a copy of it, which takes the image's place only when
-// the change is whole: a sector that fails at any transfer, or a program that stops,
-// leaves the image as it was.
-class ImageChange {
- public:
-  explicit ImageChange(SharedRecord& record) : record_(record), image_(record.platform.drives[0].path) {
-    copy_ = WorkingFile("image-change-" + std::to_string(reinterpret_cast<uintptr_t>(&record)) + ".img");
-    std::error_code ec;
-    if (!fs::copy_file(image_, copy_, fs::copy_options::overwrite_existing, ec)) return;
-    BindImage(record_.platform, 0, copy_, ImageFamily::FromSize);
-    bound_ = true;
-  }
-  ~ImageChange() {
-    if (bound_) Restore();
-  }
-  ImageChange(const ImageChange&) = delete;
-  ImageChange& operator=(const ImageChange&) = delete;
-
-  bool Ready() const { return bound_; }
-
-  // The changed copy's bytes into the image, in place, so that the lock and the file
-  // stay the same. False when they could not all be written.
-  bool Commit() {
-    record_.platform.drives[0] = DriveBinding{};
-    std::ifstream in(copy_, std::ios::binary);
-    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    std::FILE* out = std::fopen(image_.c_str(), "r+b");
-    bool whole = out != nullptr && !in.bad() && !bytes.empty();
-    if (out != nullptr) {
-      whole = whole && std::fwrite(bytes.data(), 1, bytes.size(), out) == bytes.size();
-      whole = std::fflush(out) == 0 && whole;
-      whole = std::fclose(out) == 0 && whole;
-    }
-    Restore();
-    return whole;
-  }
-
- private:
-  void Restore() {
-    bound_ = false;
-    BindImage(record_.platform, 0, image_, ImageFamily::FromSize);
-    std::error_code ignored;
-    fs::remove(copy_, ignored);
-  }
-
-  SharedRecord& record_;
-  std::string image_;
-  std::string copy_;
-  bool bound_ = false;
-};
-
-}  // namespace
 
 Disc::Disc(std::unique_ptr<State> state) : state_(std::move(state)) {}
 Disc::~Disc() = default;
@@ -445,21 +466,12 @@ std::error_code Disc::Write(const std::string& design, const DiscWriteOptions& o
   record.CurrentPB = std::make_shared<CallbackProgress>(options.progress);
   record.WrittenName.clear();
   record.WriteLimit = RoomLimit::None;
-  int16_t result = 0;
-  bool committed = true;
-  {
-    std::optional<ImageChange> change;
-    if (state_->OnImage()) {
-      change.emplace(record);
-      if (!change->Ready()) return ResultCode(kPathFileAccess);
-    }
-    result = family.write(record, design, destName);
-    if (result == 0 && change) committed = change->Commit();
-  }
+  const int16_t result = state_->Change([&] { return family.write(record, design, destName); });
   record.CurrentPB.reset();
-  if (result != 0 || !committed) {
+  if (result == kNotCopied) return ResultCode(kPathFileAccess);
+  if (result != 0) {
     Relist();
-    if (!committed) return DiscErrc::SectorFailed;
+    if (result == kNotPutBack) return DiscErrc::SectorFailed;
     if (record.WriteLimit == RoomLimit::DirectoryEntries) return DiscErrc::DirectoryFull;
     if (!family.sectorAccess) return result == 2 ? DiscErrc::NoFormat : ResultCode(result);
     return SectorFamilyResult(result, DiscErrc::SectorFailed, DiscErrc::NoFormat);
@@ -528,26 +540,19 @@ std::error_code Disc::Delete(const DiscEntry& named) {
   if (WriteProtected()) return DiscErrc::WriteProtected;
   SharedRecord& record = state_->record;
   const DiscFamilyRecord& family = *state_->family;
-  int16_t result = 0;
-  bool committed = true;
-  {
-    std::optional<ImageChange> change;
-    if (state_->OnImage()) {
-      change.emplace(record);
-      if (!change->Ready()) return ResultCode(kPathFileAccess);
-    }
+  const int16_t result = state_->Change([&]() -> int16_t {
     if (family.sectorAccess) {
-      result = WithSectorAccess(record, [&] { return family.remove(record, entry.line + 1, {}); });
-    } else {
-      RestoreController(record);
-      result = family.remove(record, entry.line + 1, OnDrive(entry.name));
-      RestoreController(record);
+      return WithSectorAccess(record, [&] { return family.remove(record, entry.line + 1, {}); });
     }
-    if (result == 0 && change) committed = change->Commit();
-  }
-  if (result != 0 || !committed) {
+    RestoreController(record);
+    const int16_t removed = family.remove(record, entry.line + 1, OnDrive(entry.name));
+    RestoreController(record);
+    return removed;
+  });
+  if (result == kNotCopied) return ResultCode(kPathFileAccess);
+  if (result != 0) {
     Relist();
-    if (!committed) return DiscErrc::SectorFailed;
+    if (result == kNotPutBack) return DiscErrc::SectorFailed;
     return family.sectorAccess
                ? SectorFamilyResult(result, DiscErrc::SectorFailed, DiscErrc::NoSuchDesign)
                : ResultCode(result);
