@@ -1,7 +1,23 @@
 // The tavlin command: stitch files and machine discs from the shell.
+#include <cstring>
 #include <iostream>
 
 #include "verbs.h"
+
+namespace {
+
+struct Verb {
+  const char* name;
+  void (*add)(CLI::App& app, int& exitCode);
+};
+
+constexpr Verb kVerbs[] = {
+    {"convert", tavlin::cli::AddConvert}, {"info", tavlin::cli::AddInfo},
+    {"formats", tavlin::cli::AddFormats}, {"demo", tavlin::cli::AddDemo},
+    {"disc", tavlin::cli::AddDisc},       {"preview", tavlin::cli::AddPreview},
+};
+
+}  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app{"tavlin: embroidery designs onto and off machine floppy discs, and stitch files "
@@ -9,12 +25,13 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", std::string("tavlin ") + TAVLIN_VERSION);
   app.require_subcommand(1);
   int exitCode = 0;
-  tavlin::cli::AddConvert(app, exitCode);
-  tavlin::cli::AddInfo(app, exitCode);
-  tavlin::cli::AddFormats(app, exitCode);
-  tavlin::cli::AddDemo(app, exitCode);
-  tavlin::cli::AddDisc(app, exitCode);
-  tavlin::cli::AddPreview(app, exitCode);
+  // Only the verb asked for is built: the whole tree of verbs and options costs a run
+  // more than most conversions do. Without one (help, a mistyped verb) all are built.
+  bool named = false;
+  for (const Verb& verb : kVerbs) named = named || (argc > 1 && std::strcmp(argv[1], verb.name) == 0);
+  for (const Verb& verb : kVerbs) {
+    if (!named || std::strcmp(argv[1], verb.name) == 0) verb.add(app, exitCode);
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
