@@ -169,9 +169,9 @@ namespace {
 constexpr int16_t kNotCopied = -1;
 constexpr int16_t kNotPutBack = -2;
 
-// A change to an image is made on a copy of it, which takes the image's place only when
-// the change is whole: a sector that fails at any transfer, or a program that stops,
-// leaves the image as it was.
+// A change to an image is made on a copy of it, whose bytes go into the image in one
+// write only when the change is whole: a sector that fails at any transfer leaves the
+// image as it was.
 class ImageChange {
  public:
   explicit ImageChange(SharedRecord& record) : record_(record), image_(record.platform.drives[0].path) {
@@ -209,9 +209,14 @@ class ImageChange {
  private:
   void Restore() {
     bound_ = false;
-    BindImage(record_.platform, 0, image_, ImageFamily::FromSize);
     std::error_code ignored;
     fs::remove(copy_, ignored);
+    try {
+      BindImage(record_.platform, 0, image_, ImageFamily::FromSize);
+    } catch (const std::exception&) {
+      // The image is gone from under the disc: the drive stays unbound, and the next
+      // operation says the disc is not ready.
+    }
   }
 
   SharedRecord& record_;
