@@ -19,13 +19,13 @@ void AddDiscCheck(CLI::App& disc, int& exitCode) {
     const DiscListing& listing = opened->Listing();
     const std::vector<DiscDamage>& damage = opened->Damage();
     if (damage.empty()) {
-      std::cout << args->image << ": a sound " << FamilyLabel(listing) << " disc, "
+      std::cout << args->image << ": sound, " << FamilyLabel(listing) << ", "
                 << listing.designs.size() << (listing.designs.size() == 1 ? " design" : " designs")
                 << "\n";
       return;
     }
-    std::cout << args->image << ": a damaged " << std::string(DiscFamilyName(listing.family))
-              << " disc, " << damage.size() << (damage.size() == 1 ? " problem" : " problems")
+    std::cout << args->image << ": damaged, " << DiscFamilyName(listing.family) << " disc, "
+              << damage.size() << (damage.size() == 1 ? " problem" : " problems")
               << "; nothing is written to it\n";
     for (const DiscDamage& problem : damage) {
       std::cout << "  ";

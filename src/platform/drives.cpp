@@ -8,6 +8,12 @@
 
 #include "platform/run_time_error.h"
 
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
 namespace tavlin {
 
 Geometry GeometryOf(ImageFamily family) {
@@ -101,6 +107,12 @@ void BindDirectory(PlatformState& platform, int drive, const std::string& direct
   binding = DriveBinding{};
   binding.kind = DriveBinding::Kind::Directory;
   binding.path = directory;
+  // A folder this user may not write to is a write-protected disc: it lists and reads.
+#ifdef _WIN32
+  binding.readOnly = _access(directory.c_str(), 2) != 0;
+#else
+  binding.readOnly = access(directory.c_str(), W_OK) != 0;
+#endif
 }
 
 void Unbind(PlatformState& platform, int drive) {

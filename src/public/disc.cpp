@@ -267,9 +267,11 @@ struct Disc::State {
     }
     // The room a write would take, where the family can tell it; else the class's figure.
     // A damaged disc takes nothing.
-    listing.freeStitches = !damage.empty()         ? 0
-                           : family->room != nullptr ? static_cast<int32_t>(family->room(record))
-                                                     : ThousandsValue(record.FreeStitchesText);
+    // A folder's room is its file system's, which a 32-bit figure may not hold.
+    const int64_t room = !damage.empty()         ? 0
+                         : family->room != nullptr ? family->room(record)
+                                                   : ThousandsValue(record.FreeStitchesText);
+    listing.freeStitches = static_cast<int32_t>(std::clamp<int64_t>(room, 0, INT32_MAX));
   }
 
   // Lists the disc as its family, and checks it: whether the family's signature stands

@@ -108,6 +108,20 @@ for family in fmc dos720; do
   [ "$(cat one.out)" != "$(cat two.out)" ] && ok || bad "5 $family: both said $(cat one.out)"
 done
 fsck_clean "5" two-dos720.img
+# A folder standing for a DOS disc is locked the same way; one the user may not write to
+# is write-protected, and its room is a figure, not a negative number.
+mkdir folder
+"$tavlin" disc write folder "$samples/Star.DST" --as ONE.DST >/dev/null &
+"$tavlin" disc write folder "$samples/Star.pes" --as TWO.PES >/dev/null &
+wait
+[ "$(ls folder | wc -l)" = 2 ] && ok || bad "5 folder: $(ls folder)"
+"$tavlin" disc list folder | head -1 | grep -q "2 designs, [0-9]" && ok || bad "5 folder room: $("$tavlin" disc list folder | head -1)"
+chmod 555 folder
+if [ "$(id -u)" = 0 ] && id nobody >/dev/null 2>&1; then
+  chmod 755 "$work"
+  out=$(su nobody -s /bin/sh -c "'$tavlin' disc write '$work/folder' '$samples/Star.DST' --as NEW.DST" 2>&1)
+  grep -q "write-protected" <<<"$out" && [ ! -e folder/NEW.DST ] && ok || bad "5 read-only folder: $out"
+fi
 
 # 6. A damaged FAT or directory is found, and refused for writes, deletes and reads.
 cp dos720.img loop.img
