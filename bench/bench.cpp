@@ -1,6 +1,7 @@
 // Throughput and memory of conversions: a generated DST of 2,000,000 stitches goes to
 // DST and to every other writable format. Prints stitches per second and peak memory.
 #include <algorithm>
+#include <cstdlib>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -64,6 +65,63 @@ void WriteBenchDesign(const std::string& path, long stitches = kStitches, long f
   out.write(chunk.data(), static_cast<std::streamsize>(chunk.size()));
 }
 
+#ifdef __linux__
+// Runs a command `times` times, one process after another, as a shell loop does; gives
+// the seconds of the whole loop.
+double LoopSeconds(const std::vector<std::string>& command, int times) {
+  std::vector<char*> argv;
+  for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
+  argv.push_back(nullptr);
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < times; ++i) {
+    const pid_t child = fork();
+    if (child == 0) {
+      std::freopen("/dev/null", "w", stdout);
+      std::freopen("/dev/null", "w", stderr);
+      execv(argv[0], argv.data());
+      _exit(127);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+  }
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// What every run of the command costs before its work: a loop of single small
+// conversions against a loop of /bin/true, and, where valgrind is, the instructions of
+// `tavlin --version` and of one such conversion, which no busy machine blurs.
+void MeasureStartUp(const std::filesystem::path& dir) {
+  const std::string small = (dir / "start.DST").string();
+  WriteBenchDesign(small, 5'000, kSmallField);
+  const std::string out = (dir / "start.JEF").string();
+  if (tavlin::Convert(small, out)) {
+    std::printf("start-up: the 5,000-stitch design does not convert to JEF\n");
+    return;
+  }
+  const int times = 1'000;
+  const double tavlin = LoopSeconds({TAVLIN_CLI, "convert", small, out}, times);
+  const double bare = LoopSeconds({"/bin/true"}, times);
+  std::printf("start-up: %d conversions of 5,000 stitches to JEF, one process each: %.2f ms a run,\n"
+              "          /bin/true %.2f ms a run: %.2f times /bin/true\n",
+              times, 1000 * tavlin / times, 1000 * bare / times, tavlin / bare);
+  if (std::system("command -v valgrind >/dev/null 2>&1") != 0) return;
+  for (const std::string& arguments : {std::string("--version"), "convert " + small + " " + out}) {
+    const std::string command = "valgrind --tool=callgrind --callgrind-out-file=/dev/null " +
+                                std::string(TAVLIN_CLI) + " " + arguments +
+                                " 2>&1 >/dev/null | sed -n 's/.*Collected : //p'";
+    std::string instructions;
+    if (std::FILE* pipe = popen(command.c_str(), "r")) {
+      char line[64] = {};
+      if (std::fgets(line, sizeof line, pipe) != nullptr) instructions = line;
+      pclose(pipe);
+    }
+    instructions.erase(instructions.find_last_not_of(" \n") + 1);
+    std::printf("          tavlin %s: %s instructions\n",
+                arguments == "--version" ? "--version" : "convert (5,000 stitches)", instructions.c_str());
+  }
+}
+#endif
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -75,6 +133,14 @@ int main(int argc, char** argv) {
   }
   const fs::path dir = fs::temp_directory_path() / ("tavlin-bench-" + std::to_string(getpid()));
   fs::create_directories(dir);
+#ifdef __linux__
+  // --start-up: only what a run costs before its work.
+  if (argc == 2 && std::string(argv[1]) == "--start-up") {
+    MeasureStartUp(dir);
+    fs::remove_all(dir);
+    return 0;
+  }
+#endif
   const std::string source = (dir / "bench.DST").string();
   WriteBenchDesign(source);
   const std::string small = (dir / "small.DST").string();
@@ -151,6 +217,9 @@ int main(int argc, char** argv) {
   }
   std::printf("* on a design of %ld stitches within %ld mm of the centre: the field and count\n"
               "  of the format hold no more; compare with DST->DST*\n", kSmallStitches, kSmallField / 10);
+#ifdef __linux__
+  MeasureStartUp(dir);
+#endif
   fs::remove_all(dir);
   return failures == 0 ? 0 : 1;
 }
