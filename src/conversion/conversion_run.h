@@ -112,7 +112,11 @@ struct PassCounters {
   bool KsmJumpMode = true;
   bool KsmSewn = false;
   bool KsmRead = false;
-  bool KsmPairOpened = false;
+
+  // DSB, DSZ and KSM as the library reads them: how far the last look for a stitch
+  // behind a needle or stop record went, and whether it found one there.
+  int64_t StitchLookedTo = -1;
+  bool StitchAhead = false;
 
   // VST and Emnet: whether the VST reader is yet to give the pass its first step, and
   // the Emnet reader's control codes still waiting for steps to go with.
