@@ -164,6 +164,11 @@ inline void PrintTo(const Needle& n, std::ostream* out) {
 // split and join them differently.
 std::vector<Needle> NeedlesOf(const std::string& path, bool withJumps = false);
 
+// Every step of a file with its kind and the place it leaves the needle, jumps too, by
+// the class's reading or the library's (`library`); the code that stopped the reading in
+// `result`, or else expected to be 0.
+std::vector<Needle> ReadNeedles(const std::string& path, bool library, int16_t* result = nullptr);
+
 // A step as a file's decoder gives it: its kind, its movement (Y up) and its colour.
 struct Step {
   int16_t kind;
