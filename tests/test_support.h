@@ -184,18 +184,6 @@ inline void PrintTo(const Step& s, std::ostream* out) {
 // The steps of a file by the class's reading, or by the library's (`library`).
 std::vector<Step> StepsOf(const std::string& path, bool library);
 
-// The same needles moved so that the first lands on the first of `like`: how a design is
-// compared after a format that places it by its centre (PES).
-inline std::vector<Needle> MovedLike(std::vector<Needle> needles, const std::vector<Needle>& like) {
-  if (needles.empty() || like.empty()) return needles;
-  const long dx = like.front().x - needles.front().x, dy = like.front().y - needles.front().y;
-  for (Needle& n : needles) {
-    n.x += dx;
-    n.y += dy;
-  }
-  return needles;
-}
-
 // ConvertStitchFile on a record of its own, with the codes of the two names.
 struct Converter {
   Converter() : shared(std::make_unique<SharedRecord>()) { shared->CurrentPB = progress; }

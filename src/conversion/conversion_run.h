@@ -47,6 +47,9 @@ struct ConversionSettings {
   std::string DesignName;       // the host's last destination name, for a head that names it
   Progress* progress = nullptr; // without one the run stops with 91
   std::string HoopSizeText;     // out: the hoop a destination chose
+  // Out: the library turned the design a quarter to fit the destination's hoop (PES),
+  // which the file records; read back, the design lies as it did.
+  bool TurnedToFit = false;
   // Decoders also read the layouts other programs write where they differ from the
   // reference reading: the library API asks for it, the class keeps the reference.
   bool ReadsOtherWriters = false;
@@ -161,11 +164,8 @@ struct PassCounters {
     int32_t PecWidth = 0, PecHeight = 0;  // from the PEC stitch head
     bool LeadIn = true;         // no PEC record read yet
     int32_t AbsX = 0, AbsY = 0, PrevAbsX = 0, PrevAbsY = 0;  // points of the stitch blocks
-    // The start, handed over as a first jump and a stitch there where other programs'
-    // files are read.
-    bool StartPending = false;
+    // Where other programs' files are read: the start is sewn before the first record.
     bool StartStitch = false;
-    int16_t StartX = 0, StartY = 0;
   } pesReader;
 };
 
@@ -200,7 +200,9 @@ struct ConversionRun : PassCounters {
   int PassCount = 1;
   bool MeasuringPass = false;
   bool PesTurned = false;
+  bool PesTurnsClockwise = false;  // a PES source's stream goes back clockwise, not the other way
   bool DesignTurned = false;
+  bool PesBlocksTurned = false;  // the stitch blocks hold the design turned too (the class's 130 x 180)
   int16_t HoopCode = 0;
   PesWriterState Pes;  // the PES writer's blocks, PEC stream and pictures, kept across passes
 
