@@ -27,6 +27,24 @@ std::vector<Needle> NeedlesOf(const std::string& path, bool withJumps) {
   return needles;
 }
 
+std::vector<Needle> ReadNeedles(const std::string& path, bool library, int16_t* result) {
+  PlatformState platform;
+  std::vector<Needle> steps;
+  const int16_t code = ReadDesignSteps(
+      platform, path,
+      [&steps](const DesignStep& s) {
+        steps.push_back({std::lround(s.posX), std::lround(s.posY), static_cast<int16_t>(s.kind),
+                         s.colour});
+      },
+      library);
+  if (result != nullptr) {
+    *result = code;
+  } else {
+    EXPECT_EQ(code, 0) << path;
+  }
+  return steps;
+}
+
 std::vector<Step> StepsOf(const std::string& path, bool library) {
   PlatformState platform;
   std::vector<Step> steps;

@@ -164,6 +164,11 @@ inline void PrintTo(const Needle& n, std::ostream* out) {
 // split and join them differently.
 std::vector<Needle> NeedlesOf(const std::string& path, bool withJumps = false);
 
+// Every step of a file with its kind and the place it leaves the needle, jumps too, by
+// the class's reading or the library's (`library`); the code that stopped the reading in
+// `result`, or else expected to be 0.
+std::vector<Needle> ReadNeedles(const std::string& path, bool library, int16_t* result = nullptr);
+
 // A step as a file's decoder gives it: its kind, its movement (Y up) and its colour.
 struct Step {
   int16_t kind;
@@ -178,18 +183,6 @@ inline void PrintTo(const Step& s, std::ostream* out) {
 
 // The steps of a file by the class's reading, or by the library's (`library`).
 std::vector<Step> StepsOf(const std::string& path, bool library);
-
-// The same needles moved so that the first lands on the first of `like`: how a design is
-// compared after a format that places it by its centre (PES).
-inline std::vector<Needle> MovedLike(std::vector<Needle> needles, const std::vector<Needle>& like) {
-  if (needles.empty() || like.empty()) return needles;
-  const long dx = like.front().x - needles.front().x, dy = like.front().y - needles.front().y;
-  for (Needle& n : needles) {
-    n.x += dx;
-    n.y += dy;
-  }
-  return needles;
-}
 
 // ConvertStitchFile on a record of its own, with the codes of the two names.
 struct Converter {

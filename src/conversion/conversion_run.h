@@ -51,6 +51,9 @@ struct ConversionSettings {
   std::string LabelDest;  // the destination the tag names, where the run writes a working file
   Progress* progress = nullptr; // without one the run stops with 91
   std::string HoopSizeText;     // out: the hoop a destination chose
+  // Out: the library turned the design a quarter to fit the destination's hoop (PES),
+  // which the file records; read back, the design lies as it did.
+  bool TurnedToFit = false;
   // Decoders also read the layouts other programs write where they differ from the
   // reference reading: the library API asks for it, the class keeps the reference.
   bool ReadsOtherWriters = false;
@@ -116,7 +119,11 @@ struct PassCounters {
   bool KsmJumpMode = true;
   bool KsmSewn = false;
   bool KsmRead = false;
-  bool KsmPairOpened = false;
+
+  // DSB, DSZ and KSM as the library reads them: how far the last look for a stitch
+  // behind a needle or stop record went, and whether it found one there.
+  int64_t StitchLookedTo = -1;
+  bool StitchAhead = false;
 
   // VST and Emnet: whether the VST reader is yet to give the pass its first step, and
   // the Emnet reader's control codes still waiting for steps to go with.
@@ -161,11 +168,8 @@ struct PassCounters {
     int32_t PecWidth = 0, PecHeight = 0;  // from the PEC stitch head
     bool LeadIn = true;         // no PEC record read yet
     int32_t AbsX = 0, AbsY = 0, PrevAbsX = 0, PrevAbsY = 0;  // points of the stitch blocks
-    // The start, handed over as a first jump and a stitch there where other programs'
-    // files are read.
-    bool StartPending = false;
+    // Where other programs' files are read: the start is sewn before the first record.
     bool StartStitch = false;
-    int16_t StartX = 0, StartY = 0;
   } pesReader;
 };
 
@@ -202,7 +206,9 @@ struct ConversionRun : PassCounters {
   bool PesTurned = false;
   // A record read met the end of the file: the stream stopped there, not at an end record.
   bool RanOut = false;
+  bool PesTurnsClockwise = false;  // a PES source's stream goes back clockwise, not the other way
   bool DesignTurned = false;
+  bool PesBlocksTurned = false;  // the stitch blocks hold the design turned too (the class's 130 x 180)
   int16_t HoopCode = 0;
   PesWriterState Pes;  // the PES writer's blocks, PEC stream and pictures, kept across passes
 

@@ -240,6 +240,7 @@ int16_t ConvertStitchFile(ConversionSettings& settings, int16_t& sourceType, int
   settings.PESAbosulteFlag = CodecOf(destType).passes > 1;
   if (CodecOf(destType).namesDesign) run.DesignName = settings.DesignName;
   settings.HoopSizeText.clear();
+  settings.TurnedToFit = false;
   if (sourceFile.empty() || destFile.empty()) return 1;
   if (!CanConvert(sourceType, destType)) return kInvalidCall;
 

@@ -14,6 +14,9 @@ namespace tavlin {
 // Results besides 0 (done) and 1 (a name is empty, nothing touched).
 constexpr int16_t kResultHoopTooSmall = -100;
 constexpr int16_t kResultOutOfRange = -17005;
+// The library's own: a source whose bytes are not of the format its name gives (a ".PES"
+// without the "#PES" signature). The class reads whatever the bytes hold.
+constexpr int16_t kResultNotThisFormat = -17006;
 
 // sourceType and destType are changed from T01/T03 to DST/DSB when a wrapper is read
 // or written. On any result but 0 and 1 the destination is deleted. A code with no

@@ -160,8 +160,9 @@ struct Codec {
   // A format the class's names never give (it reads such a name as refused): only the
   // library reads it (PEC).
   bool libraryOnly = false;
-  // Its files place the design by its centre (PES, PEC): a design read back is the same
-  // needle path with its start moved to the centre.
+  // Its files place the design by its centre, and a design read back is the same needle
+  // path with its start moved to the centre. No format this build reads does so: the
+  // PES and PEC readers count the design from its start, as their writer keeps it.
   bool centresDesign = false;
   // Its writer keeps a trim as a trim, or as the jumps or drop that stand for one. The
   // class sews a trim as a stitch of no length in the others; the library moves it as a

@@ -62,9 +62,9 @@ void Turn(StitchStep& step, bool clockwise) {
 }  // namespace
 
 void Rotate(ConversionRun& run) {
-  if (run.PesTurned) Turn(run.step, false);
+  if (run.PesTurned) Turn(run.step, run.PesTurnsClockwise);
   if (run.TurnDesign) Turn(run.step, false);
-  if (run.DesignTurned && (!run.settings.PESAbosulteFlag || run.HoopCode == 5)) {
+  if (run.DesignTurned && (!run.settings.PESAbosulteFlag || run.PesBlocksTurned)) {
     Turn(run.step, true);
   }
 }

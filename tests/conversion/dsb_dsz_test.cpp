@@ -174,23 +174,26 @@ TEST(DsbDszOtherWriters, DszTrimsAndTheirEndForTheLibraryStitchesForTheClass) {
                                   KindStitch, KindStitch}));
   EXPECT_EQ(KindsOf(dir / "a.DSZ", true),
             (std::vector<int16_t>{KindStitch, KindTrim, KindTrim, KindJump, KindStitch}));
-  // 0x90 still ends the design on both sides; other codes of 15 and above stay stitches.
+  // 0x90 still ends the design on both sides. Other codes of 15 and above are stitches
+  // to the class; to the library, needles that no stitch follows: they only move.
   test::WriteBytes(dir / "b.DSZ", std::string(512, ' ') +
                                       Bytes({0x01, 0x00, 0xB1, 0x00, 0x01, 0x9A, 0x00, 0x00,
                                              0x90, 0x05, 0x05, 0x80}));
   EXPECT_EQ(KindsOf(dir / "b.DSZ", false), (std::vector<int16_t>{KindStitch, KindStitch}));
-  EXPECT_EQ(KindsOf(dir / "b.DSZ", true), (std::vector<int16_t>{KindStitch, KindStitch}));
+  EXPECT_EQ(KindsOf(dir / "b.DSZ", true), (std::vector<int16_t>{KindJump, KindJump}));
 }
 
 TEST(DsbDszOtherWriters, ThisSystemsDsbAndDszReadAlikeThroughBothFaces) {
   test::TempDir dir;
-  // Jumps, stitches and six colour changes: every code this system's writers use.
+  // Jumps, stitches and six colour changes, each with a stitch behind: every code this
+  // system's writers use.
   std::vector<Rec> design{{KindJump, -40, 30}};
   for (int i = 0; i < 6; ++i) {
     design.push_back({KindStitch, static_cast<int16_t>(i * 7 - 20), static_cast<int16_t>(5 - i)});
     design.push_back({KindColour, 0, 0});
     design.push_back({KindJump, 0, 0});
   }
+  design.push_back({KindStitch, 2, 2});
   test::WriteBytes(dir / "a.DST", DstFile(design));
   Converter convert;
   for (const char* name : {"ours.DSB", "ours.DSZ", "ours.U01"}) {
@@ -257,8 +260,11 @@ TEST(Samples, StarDsbDszAndU01DecodeAsTheirBytesAndHeadersSay) {
   const Counts counts = CountsOf(u01);
   EXPECT_EQ(counts.kinds.at(KindStitch), codes.at(0));
   EXPECT_EQ(counts.kinds.at(KindJump), codes.at(1));
-  EXPECT_EQ(counts.summary.colourChanges, codes.at(9) + codes.at(10));
-  EXPECT_EQ(counts.summary.records, 2549);
+  // Its needle change at the end, which only jumps follow, is no colour change: nothing
+  // is sewn in that colour.
+  EXPECT_EQ(counts.summary.colourChanges, codes.at(10));
+  EXPECT_EQ(codes.at(9), 1);
+  EXPECT_EQ(counts.summary.records, 2548);
 }
 
 }  // namespace

@@ -94,10 +94,12 @@ TEST(EmdWriting, HeadControlPairsAndEndByteForByte) {
   // The head's closing jump mark takes the first pair, here a stitch, for its movement.
   EXPECT_EQ(w.byClass, EmdHead(5, 11, 2, 5) + Bytes({0x01, 0xFF, 0x80, 0x80, 0x02, 0x03, 0x80,
                                                       0x2A, 0x02, 0x03, 0xFC, 0x05, 0x80, 0xFD}));
-  // The library gives the mark a pair of no movement, and moves ahead of a change.
+  // The library follows the mark with a control, as other programs do (their readers
+  // pass over the mark, and would sew a pair behind it): a first stitch gets a jump of no
+  // movement ahead, a first jump goes as it is. It moves ahead of a change.
   EXPECT_EQ(w.byLibrary,
-            EmdHead(5, 11, 2, 5) + Bytes({0x00, 0x00, 0x01, 0xFF, 0x80, 0x80, 0x02, 0x03, 0x80, 0x80,
-                                          0x02, 0x03, 0x80, 0x2A, 0xFC, 0x05, 0x80, 0xFD}));
+            EmdHead(5, 11, 2, 5) + Bytes({0x80, 0x80, 0x00, 0x00, 0x01, 0xFF, 0x80, 0x80, 0x02, 0x03,
+                                          0x80, 0x80, 0x02, 0x03, 0x80, 0x2A, 0xFC, 0x05, 0x80, 0xFD}));
   // EMD has one reading: both faces read each file alike.
   const std::vector<Step> classFile = {{kJump, 1, -1, 1}, {kJump, 2, 3, 1}, {kColour, 0, 0, 2},
                                        {kStitch, 2, 3, 2}, {kStitch, -4, 5, 2}};
@@ -110,6 +112,9 @@ TEST(EmdWriting, HeadControlPairsAndEndByteForByte) {
   // The colours of a source without any: the PES palette's first keys, one a line.
   const Palette pes = PesPalette();
   EXPECT_EQ(w.col, "2\r\n" + ColLine(1, pes.entries[0]) + ColLine(2, pes.entries[1]));
+  const Written jumpFirst = Write({{kJump, 2, 3}, {kStitch, 1, -1}}, "EMD", dir);
+  EXPECT_EQ(jumpFirst.byLibrary.substr(48), Bytes({0x80, 0x7D, 0x80, 0x80, 0x02, 0x03, 0x01, 0xFF,
+                                                   0x80, 0xFD}));
 }
 
 TEST(EmdReading, ControlPairsSignedBytesAndTheEnd) {

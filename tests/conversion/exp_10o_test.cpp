@@ -124,33 +124,46 @@ TEST(Exp, ControlPairsGiveTheKindOfTheStepBehindThemAlikeOnBothFaces) {
   }
 }
 
+// The class closes with three zero bytes, which other programs' readers sew as a stitch
+// behind the last jump; the library with their end code 0x87, which the class reads as a
+// colour change.
 TEST(TenO, WritesSignsMagnitudesAndFlagsAndClosesWithThreeZeroBytes) {
   const auto [byClass, byLibrary] =
       Written({{KindStitch, -3, -2}, {KindColour, 0, 0}, {KindJump, 0, 0},
-               {KindStitch, 121, -121}, {KindColour, -7, 9}},
+               {KindStitch, 121, -121}, {KindColour, -7, 9}, {KindJump, 5, 5}},
               ".10O");
-  const std::string expected = Bytes({0xE0, 0x02, 0x03, 0x84, 0x00, 0x00, 0x90, 0x00, 0x00,
-                                      0xC0, 0x79, 0x79, 0xA4, 0x09, 0x07, 0x00, 0x00, 0x00});
-  EXPECT_EQ(byClass, expected);
-  EXPECT_EQ(byLibrary, expected);
+  const std::string records = Bytes({0xE0, 0x02, 0x03, 0x84, 0x00, 0x00, 0x90, 0x00, 0x00,
+                                     0xC0, 0x79, 0x79, 0xA4, 0x09, 0x07, 0x90, 0x05, 0x05});
+  EXPECT_EQ(byClass, records + Bytes({0x00, 0x00, 0x00}));
+  EXPECT_EQ(byLibrary, records + Bytes({0x87, 0x00, 0x00}));
   // An empty design is the closing record alone.
   EXPECT_EQ(Written({}, ".10O").first, Bytes({0, 0, 0}));
+  EXPECT_EQ(Written({}, ".10O").second, Bytes({0x87, 0, 0}));
+  // Read back, the library's file ends at its end code; the class's gains a change there,
+  // and a stitch of no length behind the class's own last jump.
+  test::TempDir dir;
+  test::WriteBytes(dir / "library.10O", byLibrary);
+  test::WriteBytes(dir / "class.10O", byClass);
+  const size_t steps = 6;
+  EXPECT_EQ(test::StepsOf(dir / "library.10O", true).size(), steps);
+  EXPECT_EQ(test::StepsOf(dir / "library.10O", false).back(), (test::Step{KindColour, 0, 0, 4}));
+  EXPECT_EQ(test::StepsOf(dir / "class.10O", false).back(), (test::Step{KindStitch, 0, 0, 3}));
 }
 
 // 10O sews a colour change that names a needle. A DSZ names the needle at every change:
 // the class writes those as stitches, the library goes by way of DST and keeps them.
 TEST(TenO, NeedleChangesOfADszAreStitchesForTheClassAndChangesForTheLibrary) {
   test::TempDir dir;
-  test::WriteBytes(dir / "a.DSZ", std::string(512, ' ') + Bytes({4, 3, 0x80, 2, 1, 0x85}) +
+  test::WriteBytes(dir / "a.DSZ", std::string(512, ' ') + Bytes({4, 3, 0x80, 2, 1, 0x85, 1, 1, 0x80}) +
                                       Bytes({0, 0, 0x90}));
   Converter convert;
   ASSERT_EQ(convert(dir / "a.DSZ", dir / "class.10O"), 0);
   ASSERT_EQ(Convert(dir / "a.DSZ", dir / "library.10O").value(), 0);
   EXPECT_EQ(test::ReadBytes(dir / "class.10O"),
-            Bytes({0x80, 4, 3, 0x80, 2, 1, 0, 0, 0}));
+            Bytes({0x80, 4, 3, 0x80, 2, 1, 0x80, 1, 1, 0, 0, 0}));
   // The DST's opening jump comes along.
   EXPECT_EQ(test::ReadBytes(dir / "library.10O"),
-            Bytes({0x90, 0, 0, 0x80, 4, 3, 0x84, 2, 1, 0, 0, 0}));
+            Bytes({0x90, 0, 0, 0x80, 4, 3, 0x84, 2, 1, 0x80, 1, 1, 0x87, 0, 0}));
 }
 
 TEST(TenO, FlagBitsSignsAndAPartialRecordReadAlikeOnBothFaces) {

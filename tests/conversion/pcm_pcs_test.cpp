@@ -54,26 +54,6 @@ std::string PcmAt(int x, int y, int flag = 0) {
   return Bytes({0, cx.high, cx.middle, cx.fraction, 0, cy.high, cy.middle, cy.fraction, flag});
 }
 
-// Every step of a file with its kind, as the class or the library reads it; the code
-// that stopped the reading in `result`.
-std::vector<Needle> Read(const std::string& path, bool otherWriters, int16_t* result = nullptr) {
-  PlatformState platform;
-  std::vector<Needle> steps;
-  const int16_t code = ReadDesignSteps(
-      platform, path,
-      [&steps](const DesignStep& s) {
-        steps.push_back({std::lround(s.posX), std::lround(s.posY), static_cast<int16_t>(s.kind),
-                         s.colour});
-      },
-      otherWriters);
-  if (result != nullptr) {
-    *result = code;
-  } else {
-    EXPECT_EQ(code, 0) << path;
-  }
-  return steps;
-}
-
 constexpr int16_t S = KindStitch, J = KindJump, C = KindColour;
 
 struct Written {
@@ -237,8 +217,8 @@ TEST(PcsReading, ACodeOffTheRuleIsReadByTheWalkBelowIt) {
                        pcs({0xFF, 0xFF, 0xFF}, {0xFF, 0xFF, 0xFF}) + kEndRecord);
   const std::vector<Needle> expected = {
       {-173, 0, S, 1}, {1, 0, S, 1}, {3, 0, S, 1}, {-174, 0, S, 1}, {600, -575, S, 1}};
-  EXPECT_EQ(Read(dir / "off.PCS", false), expected);
-  EXPECT_EQ(Read(dir / "off.PCS", true), expected);
+  EXPECT_EQ(test::ReadNeedles(dir / "off.PCS", false), expected);
+  EXPECT_EQ(test::ReadNeedles(dir / "off.PCS", true), expected);
 }
 
 TEST(PcsReading, TheClassEndsAtTheHeadsCountTheLibraryAtTheEndRecord) {
@@ -247,7 +227,7 @@ TEST(PcsReading, TheClassEndsAtTheHeadsCountTheLibraryAtTheEndRecord) {
   const std::vector<Needle> three = {{10, 0, S, 1}, {20, 0, S, 1}, {30, 0, S, 1}};
   auto both = [&](const std::string& bytes) {
     test::WriteBytes(dir / "a.PCS", bytes);
-    return std::pair{Read(dir / "a.PCS", false), Read(dir / "a.PCS", true)};
+    return std::pair{test::ReadNeedles(dir / "a.PCS", false), test::ReadNeedles(dir / "a.PCS", true)};
   };
   // A count of 2: the class stops there.
   auto [short2, whole2] = both(PcsHead(2) + records + kEndRecord);
@@ -282,16 +262,16 @@ TEST(PcsReading, AColourRecordTakesTheNextRecordInTheClassAndTheNeedlesPlaceInTh
   test::WriteBytes(dir / "a.PCS", PcsHead(3) + PcsAt(10, 0) +
                                       Bytes({7, 0, 0, 0, 0, 0, 0, 0, 3}) + PcsAt(20, 5, 4) +
                                       PcsAt(30, 5) + kEndRecord);
-  EXPECT_EQ(Read(dir / "a.PCS", false),
+  EXPECT_EQ(test::ReadNeedles(dir / "a.PCS", false),
             (std::vector<Needle>{{10, 0, S, 1}, {20, -5, C, 2}, {30, -5, S, 2}}));
-  EXPECT_EQ(Read(dir / "a.PCS", true),
+  EXPECT_EQ(test::ReadNeedles(dir / "a.PCS", true),
             (std::vector<Needle>{{10, 0, S, 1}, {10, 0, C, 2}, {20, -5, J, 2}, {30, -5, S, 2}}));
   // Flag 5 jumps too; any other flag sews.
   test::WriteBytes(dir / "b.PCS", PcsHead(3) + PcsAt(1, 1, 5) + PcsAt(2, 2, 7) + PcsAt(3, 3, 0x80) +
                                       kEndRecord);
   const std::vector<Needle> flags = {{1, -1, J, 1}, {2, -2, S, 1}, {3, -3, S, 1}};
-  EXPECT_EQ(Read(dir / "b.PCS", false), flags);
-  EXPECT_EQ(Read(dir / "b.PCS", true), flags);
+  EXPECT_EQ(test::ReadNeedles(dir / "b.PCS", false), flags);
+  EXPECT_EQ(test::ReadNeedles(dir / "b.PCS", true), flags);
 }
 
 TEST(PcmReading, JumpsEndsColourBytesAndCodesOffTheRule) {
@@ -302,15 +282,15 @@ TEST(PcmReading, JumpsEndsColourBytesAndCodesOffTheRule) {
                                           PcmAt(-60, 170, 5) + PcmAt(-50, 160, 7) + kEndRecord);
   const std::vector<Needle> jumps = {
       {-72, -186, J, 1}, {-70, -180, S, 1}, {-60, -170, J, 1}, {-50, -160, S, 1}};
-  EXPECT_EQ(Read(dir / "jumps.PCM", false), jumps);
-  EXPECT_EQ(Read(dir / "jumps.PCM", true), jumps);
+  EXPECT_EQ(test::ReadNeedles(dir / "jumps.PCM", false), jumps);
+  EXPECT_EQ(test::ReadNeedles(dir / "jumps.PCM", true), jumps);
 
   // The class ends at a record whose X and flag are zero, X at -600 among them; the
   // library at nine zero bytes.
   test::WriteBytes(dir / "left.PCM", PcmHead(3) + PcmAt(10, 0) + PcmAt(-600, 10) + PcmAt(0, 0) +
                                          kEndRecord + kEndRecord);
-  EXPECT_EQ(Read(dir / "left.PCM", false), (std::vector<Needle>{{10, 0, S, 1}}));
-  EXPECT_EQ(Read(dir / "left.PCM", true),
+  EXPECT_EQ(test::ReadNeedles(dir / "left.PCM", false), (std::vector<Needle>{{10, 0, S, 1}}));
+  EXPECT_EQ(test::ReadNeedles(dir / "left.PCM", true),
             (std::vector<Needle>{{10, 0, S, 1}, {-600, -10, S, 1}, {0, 0, S, 1}}));
 
   // Colour numbers: the class takes byte 0 of a colour record, the library byte 3,
@@ -338,7 +318,7 @@ TEST(PcmReading, JumpsEndsColourBytesAndCodesOffTheRule) {
   test::WriteBytes(dir / "off.PCM", PcmHead(2) + PcmAt(10, 0) +
                                         Bytes({0, 0, 0, 1, 0, 0x01, 0x59, 0x00, 0}) + kEndRecord);
   int16_t result = 0;
-  Read(dir / "off.PCM", false, &result);
+  test::ReadNeedles(dir / "off.PCM", false, &result);
   EXPECT_EQ(result, kInvalidCall);
   EXPECT_EQ(convert(dir / "off.PCM", dir / "off.DST"), kInvalidCall);
   EXPECT_FALSE(std::filesystem::exists(dir / "off.DST"));
@@ -482,15 +462,17 @@ TEST(PcmPcsSamples, TheOtherProgramsFilesHoldTheNeedlesOfItsDsts) {
   std::vector<Needle> expected = Moved(shamrock, -1, 39);
   expected.erase(expected.begin());
   for (const char* name : {"shamrockin.pcs", "shamrockin.pcm"}) {
-    const std::vector<Needle> library = Read(samples + "/" + name, true);
+    const std::vector<Needle> library = test::ReadNeedles(samples + "/" + name, true);
     ASSERT_FALSE(library.empty());
     // Its opening jump from the origin, read as a jump by both.
     EXPECT_EQ(library.front(), (Needle{-72, 186, J, 1})) << name;
-    EXPECT_EQ(Read(samples + "/" + name, false), library) << name;
+    EXPECT_EQ(test::ReadNeedles(samples + "/" + name, false), library) << name;
     EXPECT_EQ(test::NeedlesOf(samples + "/" + name), expected) << name;
   }
-  // The star's PCS: its DST's needles, moved, with a stitch of no length more where the
-  // design begins and another behind the jumps that follow the colour change.
+  // The star's PCS: its DST's needles, moved, with a stitch of no length more behind the
+  // jumps that follow the colour change. It brings the needle to its start with a stitch
+  // record, which the next repeats: the library reads the first as the way there, the
+  // class sews both.
   const std::vector<Needle> star = test::NeedlesOf(samples + "/Star.DST");
   ASSERT_EQ(star.size(), 2551u);
   expected = Moved(star, -1, 0);
@@ -498,15 +480,15 @@ TEST(PcmPcsSamples, TheOtherProgramsFilesHoldTheNeedlesOfItsDsts) {
                                    [](const Needle& n) { return n.kind == C; });
   ASSERT_NE(change, expected.end());
   expected.insert(change + 1, *(change + 1));
-  expected.insert(expected.begin(), expected.front());
   EXPECT_EQ(test::NeedlesOf(samples + "/Star.PCS"), expected);
   // The class puts the colour change where the jump behind it ends, which is where the
-  // needle stands: the same needles.
+  // needle stands: the same needles, and the first twice.
   auto sewn = [](std::vector<Needle> steps) {
     std::erase_if(steps, [](const Needle& n) { return n.kind == J; });
     return steps;
   };
-  EXPECT_EQ(sewn(Read(samples + "/Star.PCS", false)), expected);
+  expected.insert(expected.begin(), expected.front());
+  EXPECT_EQ(sewn(test::ReadNeedles(samples + "/Star.PCS", false)), expected);
   // Star.PCM is another digitising of the star: fewer stitches, moved, and its satin
   // points set otherwise, so that few of them fall where the DST's do.
   const std::vector<Needle> starPcm = test::NeedlesOf(samples + "/Star.PCM");

@@ -17,90 +17,14 @@
 #include "tavlin/convert.h"
 #include "tavlin/design.h"
 #include "tavlin/error.h"
+#include "pes_files.h"
 #include "test_support.h"
 
 namespace tavlin {
 namespace {
 
 using test::Bytes;
-
-std::string Le16(int v) { return Bytes({v & 0xFF, (v >> 8) & 0xFF}); }
-
-// --- Files laid out as this system's writer lays them --------------------------------
-
-const std::string kTurnedHoop = Bytes({0x04, 0x01, 0xA0, 0x00, 0x01, 0x00});  // 260 x 160, turned
-const std::string kWideHoop = Bytes({0x04, 0x01, 0xA0, 0x00, 0x00, 0x00});    // 260 x 160
-const std::string kTallHoop = Bytes({0xA0, 0x00, 0x04, 0x01, 0x00, 0x00});    // 160 x 260
-
-// The version head: "#PES0001" (16 bytes, the hoop code at 12) or any other version
-// text in the long head of "PES0040" (49 bytes, the hoop and the turn at 23 to 28).
-std::string VersionHead(const std::string& version, int hoopCode, const std::string& hoop) {
-  std::string head = version + std::string(4, '\0');  // the PEC offset, patched
-  if (version == "#PES0001") return head + Le16(hoopCode) + Le16(1);
-  head += Le16(1) + "01" + std::string(7, '\0') + hoop;
-  for (int v : {7, 19, 0, 1, 1, 25, 1}) head += Le16(v);
-  return head + std::string(6, '\0');
-}
-
-// The CEmbOne section and the CSewSeg head: 88 bytes the reader passes over.
-std::string Sections(int blocks) {
-  const std::string one = Bytes({0x00, 0x00, 0x80, 0x3F});
-  const std::string zero(4, '\0');
-  const std::string thousand = Bytes({0x00, 0x00, 0x7A, 0x44});
-  std::string box;
-  for (int v : {990, 990, 1010, 1010}) box += Le16(v);
-  return Le16(1) + Le16(0xFFFF) + Le16(0) + Le16(7) + "CEmbOne" + box + box + one + zero + zero +
-         one + thousand + thousand + Le16(1) + Le16(0xFFF6) + Le16(10) + Le16(20) + Le16(20) +
-         std::string(8, '\0') + Le16(blocks) + Le16(0xFFFF) + Le16(0) + Le16(7) + "CSewSeg";
-}
-
-struct Block {
-  int kind;     // 1: a jump block
-  int palette;
-  std::vector<std::pair<int, int>> points;  // absolute, Y down
-};
-
-std::string StitchBlocks(const std::vector<Block>& blocks) {
-  std::string bytes;
-  for (size_t i = 0; i < blocks.size(); ++i) {
-    if (i > 0) bytes += Bytes({0x03, 0x80});
-    bytes += Le16(blocks[i].kind) + Le16(blocks[i].palette) +
-             Le16(static_cast<int>(blocks[i].points.size()));
-    for (const auto& [x, y] : blocks[i].points) bytes += Le16(x) + Le16(y);
-  }
-  // The colour log of one colour and the six zero bytes ahead of the PEC block.
-  return bytes + Le16(1) + Le16(0) + Le16(blocks.empty() ? 0 : blocks[0].palette) + Le16(0) +
-         std::string(6, '\0');
-}
-
-// A start field of the stitch head: the high byte over 0x90, then the low byte.
-std::string StartField(int v) { return Bytes({0x90 + (v >> 8), v & 0xFF}); }
-
-// The PEC block: the 512-byte head, the stitch head, the stream, the end bytes and a
-// picture's worth of tail. `count` overrides the stream's byte count.
-std::string PecBlock(const std::string& stream, int width = 0, int height = 0, int startX = 0,
-                     int startY = 0, int count = -1) {
-  std::string head(512, ' ');
-  head.replace(0, 7, "LA:TEST");
-  head[19] = '\r';
-  head.replace(32, 4, Bytes({0xFF, 0x00, 0x06, 0x26}));
-  head.replace(48, 2, Bytes({0x00, 0x05}));
-  const int bytes = (count >= 0 ? count : static_cast<int>(stream.size())) + 21;
-  const std::string stitchHead = Le16(0) + Bytes({bytes & 0xFF, (bytes >> 8) & 0xFF, bytes >> 16}) +
-                                 Bytes({0x31, 0xFF, 0xF0}) + Le16(width) + Le16(height) +
-                                 Bytes({0xE0, 0x01, 0xB0, 0x01}) + StartField(startX) +
-                                 StartField(startY);
-  return head + stitchHead + stream + Bytes({0xFF, 0, 0, 0, 0, 0, 0}) + std::string(228, '\x0F');
-}
-
-std::string PesFile(const std::string& version, const std::string& hoop,
-                    const std::vector<Block>& blocks, const std::string& pec, int hoopCode = 0) {
-  std::string file = VersionHead(version, hoopCode, hoop) + Sections(static_cast<int>(blocks.size())) +
-                     StitchBlocks(blocks);
-  const auto offset = static_cast<int>(file.size());
-  file.replace(8, 4, Le16(offset) + Le16(offset >> 16));
-  return file + pec;
-}
+using namespace test::pes;
 
 // --- Reading ------------------------------------------------------------------------
 
@@ -269,8 +193,10 @@ TEST(PecStream, TheRecordsReadAsTheTablesSayInBothReadings) {
 }
 
 // The needle starts where the stitch head says: a position for the class, handed over
-// as a first step to a destination that takes one, a jump from the centre for the library.
-TEST(PecStream, TheStartIsAPositionForTheClassAndAJumpForTheLibrary) {
+// as a first step to a destination that takes one. The library counts the design from
+// the start itself, which the first record here sews (the table of other programs'
+// files shows the rest).
+TEST(PecStream, TheStartIsAPositionForTheClassAndTheOriginForTheLibrary) {
   test::TempDir dir;
   // 131 - 201 / 2 = 30.5, ties to even: 30; 20 - 100 + 50 = -30.
   const std::string pec = PecBlock(Bytes({0x01, 0x01}), 201, 100, 131, 20);
@@ -299,24 +225,9 @@ TEST(PecStream, TheStartIsAPositionForTheClassAndAJumpForTheLibrary) {
       EXPECT_EQ(run.step.StepY, w.stepY) << w.file;
     }
   }
-  // The library starts at the centre, jumps to the same place, turned back or not, and
-  // sews the start.
-  for (const char* file : {"a.PES", "turned.PES"}) {
-    std::vector<DesignStep> steps;
-    PlatformState platform;
-    ASSERT_EQ(ReadDesignSteps(platform, dir / file,
-                              [&steps](const DesignStep& s) { steps.push_back(s); }, true),
-              0);
-    ASSERT_EQ(steps.size(), 3u) << file;
-    EXPECT_EQ(steps[0].kind, StepKind::Jump) << file;
-    const bool turned = std::string(file) == "turned.PES";
-    EXPECT_EQ(steps[0].posX, turned ? -30 : 30) << file;
-    EXPECT_EQ(steps[0].posY, -30) << file;
-    EXPECT_EQ(steps[1].kind, StepKind::Stitch) << file;
-    EXPECT_EQ(steps[1].posX, steps[0].posX) << file;
-    EXPECT_EQ(steps[1].posY, steps[0].posY) << file;
-    EXPECT_EQ(steps[2].kind, StepKind::Stitch) << file;
-  }
+  EXPECT_EQ(StepsOf(dir / "a.PES", true), (std::vector<Read>{{KindStitch, 0, 0, 1}, {KindStitch, 1, -1, 1}}));
+  EXPECT_EQ(StepsOf(dir / "turned.PES", true),
+            (std::vector<Read>{{KindStitch, 0, 0, 1}, {KindStitch, 1, 1, 1}}));
 }
 
 // A design 222 mm wide and 51 mm high in the three heads that hold a 260 x 160 hoop.
@@ -523,9 +434,12 @@ TEST(PesHostile, OffsetsAndCountsOutsideTheFileEndTheDesign) {
   test::WriteBytes(dir / "far.PES", far);
   test::WriteBytes(dir / "cramped.PES", cramped);
   test::WriteBytes(dir / "counted.PES", counted);
+  // The class reads nothing there; the library finds the block by its opening.
+  EXPECT_TRUE(StepsOf(dir / "far.PES", false).empty());
+  EXPECT_TRUE(StepsOf(dir / "cramped.PES", false).empty());
+  EXPECT_EQ(StepsOf(dir / "far.PES", true).size(), 4u);
+  EXPECT_EQ(StepsOf(dir / "cramped.PES", true).size(), 4u);
   for (bool otherWriters : {false, true}) {
-    EXPECT_TRUE(StepsOf(dir / "far.PES", otherWriters).empty());
-    EXPECT_TRUE(StepsOf(dir / "cramped.PES", otherWriters).empty());
     // Three records; the library sews the start too.
     EXPECT_EQ(StepsOf(dir / "counted.PES", otherWriters).size(), otherWriters ? 4u : 3u);
   }

@@ -10,6 +10,7 @@
 #include "conversion/formats/pec_block.h"
 #include "conversion/text_header.h"
 #include "tavlin/convert.h"
+#include "tavlin/design.h"
 #include "test_support.h"
 
 namespace tavlin {
@@ -136,7 +137,8 @@ Pes Parse(const std::string& bytes) {
 // Where the PEC stream puts the needle: the stitch head's start less half the size,
 // then each record. A record followed by a colour change record is that change's
 // movement; a long jump lands with a stitch of no movement, except the one that opens
-// the stream (the first stitch's far half).
+// the stream (the first stitch's far half). The library's stream sews its start only
+// where its first record is a stitch that leaves it.
 struct PecNeedle {
   int x, y;
   char what;  // 's' stitch, 'j' long jump, 'c' colour change
@@ -164,12 +166,19 @@ std::vector<PecNeedle> PecNeedles(const Pes& pes, bool library = false) {
   size_t at = pes.stream;
   const size_t end = pes.stream + pes.streamBytes;
   auto isLong = [&b](size_t i) { return static_cast<uint8_t>(b[i]) >= 0x90 && static_cast<uint8_t>(b[i]) <= 0xAF; };
-  if (at + 6 <= end && isLong(at) && !(b[at + 4] == 0 && b[at + 5] == 0)) {
+  if (!library && at + 6 <= end && isLong(at) && !(b[at + 4] == 0 && b[at + 5] == 0)) {
     bool jump = false;
     x += PecAxis(b, at, jump);
     y += PecAxis(b, at, jump);
   }
-  if (end > pes.stream) out.push_back({x, y, 's'});
+  bool sewsStart = end > pes.stream;
+  if (library && sewsStart) {
+    size_t first = at;
+    bool jump = static_cast<uint8_t>(b[first]) == 0xFE;
+    const bool moves = !jump && (PecAxis(b, first, jump) != 0) + (PecAxis(b, first, jump) != 0) > 0;
+    sewsStart = !jump && moves;
+  }
+  if (sewsStart) out.push_back({x, y, 's'});
   while (at < end) {
     if (static_cast<uint8_t>(b[at]) == 0xFE && static_cast<uint8_t>(b[at + 1]) == 0xB0) {
       if (library) {
@@ -199,6 +208,34 @@ struct ClassRun {
 // A few stitches over a design whose head gives the size.
 std::vector<QepRec> FewStitches() { return {{0, 0, 0}, {0, 10, 10}, {0, 20, 0}}; }
 
+// Width and height as `info` gives them.
+std::pair<double, double> SizeOf(const std::string& path) {
+  DesignSummary s;
+  EXPECT_EQ(SummariseDesign(path, s).value(), 0) << path;
+  return {s.plusX + s.minusX, s.plusY + s.minusY};
+}
+
+// The library's converter, which says whether it turned the design.
+struct LibraryRun {
+  int16_t operator()(const std::string& from, const std::string& to) {
+    PlatformState platform;
+    ConversionSettings settings(platform);
+    test::RecordingProgress progress;
+    settings.progress = &progress;
+    settings.ReadsOtherWriters = true;
+    settings.DesignName = to;
+    int16_t sourceType = FindFormatCode(from), destType = FindFormatCode(to);
+    std::string resolved;
+    const int16_t result = ConvertStitchFile(settings, sourceType, destType, from, to, resolved);
+    turned = settings.TurnedToFit;
+    return result;
+  }
+  bool turned = false;
+};
+
+// The class sizes the hoop by twice the extents from the start too, and turns a design
+// that fits as it lies; the library takes the design's box, and turns only where
+// nothing else fits.
 TEST(PesHead, TheHoopAndTurnFollowTheHeadsSize) {
   test::TempDir dir;
   struct Case {
@@ -206,15 +243,20 @@ TEST(PesHead, TheHoopAndTurnFollowTheHeadsSize) {
     const char* version;
     int hoopField;  // offset 12
     const char* hoop;
+    const char* libraryVersion;
+    int libraryHoopField;
+    bool libraryTurned;
   };
   const Case cases[] = {
-      {750, 750, 500, 500, "#PES0001", 1, "130x180"},  // 1500 x 1000: 130 x 180, turned
-      {500, 500, 500, 500, "#PES0001", 0, "100x100"},  // 1000 x 1000
-      {850, 850, 700, 700, "#PES0040", 1, "160x260"},  // 1700 x 1400: across the large hoop
-      {600, 600, 850, 850, "#PES0001", 1, "180x130"},  // 1200 x 1700: 130 x 180 upright
-      {1000, 1000, 1400, 1400, "#PES0040", 1, "200x300"},  // 2000 x 2800 upright
-      {1400, 1400, 1000, 1000, "#PES0040", 1, "200x300"},  // 2800 x 2000 across
-      {700, 700, 1200, 1200, "#PES0040", 1, "260x160"},  // 1400 x 2400 upright
+      {750, 750, 500, 500, "#PES0001", 1, "130x180", "#PES0040", 1, false},  // 1500 x 1000: 130 x 180, turned
+      {500, 500, 500, 500, "#PES0001", 0, "100x100", "#PES0001", 0, false},  // 1000 x 1000
+      {850, 850, 700, 700, "#PES0040", 1, "160x260", "#PES0040", 1, false},  // 1700 x 1400: across the large hoop
+      {600, 600, 850, 850, "#PES0001", 1, "180x130", "#PES0001", 1, false},  // 1200 x 1700: 130 x 180 upright
+      {1000, 1000, 1400, 1400, "#PES0040", 1, "200x300", "#PES0040", 1, false},  // 2000 x 2800 upright
+      {1400, 1400, 1000, 1000, "#PES0040", 1, "200x300", "#PES0040", 1, true},   // 2800 x 2000 across
+      {700, 700, 1200, 1200, "#PES0040", 1, "260x160", "#PES0040", 1, false},  // 1400 x 2400 upright
+      {760, 0, 120, 120, "#PES0001", 1, "130x180", "#PES0001", 0, false},  // 76 x 24 mm from its left end
+      {1000, 1500, 500, 500, "#PES0040", 1, "160x260", "#PES0040", 1, true},  // 2500 x 1000 only across
   };
   for (const Case& c : cases) {
     test::WriteBytes(dir / "d.QEP", QepFile(c.plusX, c.minusX, c.plusY, c.minusY, FewStitches()));
@@ -224,7 +266,36 @@ TEST(PesHead, TheHoopAndTurnFollowTheHeadsSize) {
     EXPECT_EQ(pes.substr(0, 8), c.version) << c.hoop;
     EXPECT_EQ(U16(pes, 12), c.hoopField) << c.hoop;
     EXPECT_EQ(run.Hoop(), c.hoop);
+    LibraryRun library;
+    ASSERT_EQ(library(dir / "d.QEP", dir / "l.PES"), 0) << c.plusX;
+    const std::string ours = test::ReadBytes(dir / "l.PES");
+    EXPECT_EQ(ours.substr(0, 8), c.libraryVersion) << c.plusX;
+    EXPECT_EQ(U16(ours, 12), c.libraryHoopField) << c.plusX;
+    EXPECT_EQ(library.turned, c.libraryTurned) << c.plusX;
   }
+  // A design that only fits turned: the library turns it into the stream, says so, and
+  // its section's transform turns the upright blocks a quarter clockwise. Read back, by
+  // the library and by the class (whose head flag it also sets), it lies as it did.
+  std::vector<test::Rec> wide = {{KindJump, -100, 0}};
+  for (int i = 0; i < 25; ++i) wide.push_back({KindStitch, 100, static_cast<int16_t>(i % 2 == 0 ? 40 : -40)});
+  test::WriteBytes(dir / "wide.DST", test::DstFile(wide));
+  ASSERT_EQ(Convert(dir / "wide.DST", dir / "wide.QEP").value(), 0);
+  LibraryRun library;
+  ASSERT_EQ(library(dir / "wide.QEP", dir / "wide.PES"), 0);
+  EXPECT_TRUE(library.turned);
+  const std::string turned = test::ReadBytes(dir / "wide.PES");
+  EXPECT_EQ(turned.substr(49 + 31, 16), IntToBytes4(0) + Bytes({0, 0, 0x80, 0x3F, 0, 0, 0x80, 0xBF}) +
+                                            IntToBytes4(0));
+  const Pes parsed = Parse(turned);
+  EXPECT_EQ(parsed.width, 40);
+  EXPECT_EQ(parsed.height, 2500);
+  EXPECT_EQ(test::NeedlesOf(dir / "wide.PES"), test::NeedlesOf(dir / "wide.DST"));
+  ClassRun back;
+  ASSERT_EQ(back(dir / "wide.PES", dir / "back.DST"), 0);
+  EXPECT_EQ(test::NeedlesOf(dir / "back.DST").size(), test::NeedlesOf(dir / "wide.DST").size());
+  EXPECT_EQ(SizeOf(dir / "back.DST"), SizeOf(dir / "wide.PES"));
+  EXPECT_EQ(SizeOf(dir / "wide.PES"), (std::pair<double, double>{2400, 40}));
+
   // Across the large hoop the head says so at 23 to 28.
   test::WriteBytes(dir / "d.QEP", QepFile(850, 850, 700, 700, FewStitches()));
   ClassRun run;
@@ -385,12 +456,14 @@ TEST(PecStream, StepsJumpsAndColourChangesAsTheyAreWritten) {
   EXPECT_EQ(stream({{1, 0, 0}, {0, 0, 0}, {0, 64, 64}, {0, 316, 64}, {0, 570, 64}}), forms);
   // Without the jump ahead, the first stitch carries the move to the centred start,
   // (-285, -32): the class sews both halves, so its first stitch is the first half
-  // and the second half (-143, -16) a stitch. The library moves every first half as a
-  // jump: no needle at the start, and the long stitches land from a long jump.
+  // and the second half (-143, -16) a stitch. The library starts its stream where the
+  // source starts, sews the first stitch there as a record of no length, moves every
+  // first half as a jump, and lands the long stitches from a long jump: 12-bit values,
+  // 0x90 over a jump's.
   const std::vector<QepRec> stitchFirst = {{0, 0, 0}, {0, 64, 64}, {0, 316, 64}, {0, 570, 64}};
   EXPECT_EQ(stream(stitchFirst), Bytes({0xAF, 0x71, 0x70}) + forms);
-  EXPECT_EQ(stream(stitchFirst, true), Bytes({0x80, 0x40, 0x80, 0x40, 0xA0, 0xFC, 0xA0, 0x00, 0x00,
-                                              0x00, 0xA0, 0xFE, 0xA0, 0x00, 0x00, 0x00}));
+  EXPECT_EQ(stream(stitchFirst, true), Bytes({0x00, 0x00, 0x80, 0x40, 0x80, 0x40, 0x90, 0xFC, 0x90, 0x00,
+                                              0x00, 0x00, 0x90, 0xFE, 0x90, 0x00, 0x00, 0x00}));
   // Jumps that sum to 1199 wait for the next stitch, which goes out with them as one
   // long jump and lands with a stitch of no movement.
   std::vector<QepRec> jumps = {{1, 0, 0}, {0, 0, 0}};
@@ -404,7 +477,9 @@ TEST(PecStream, StepsJumpsAndColourChangesAsTheyAreWritten) {
   jumps.push_back({1, 1200, 0});
   jumps.push_back({0, 1205, 0});
   EXPECT_EQ(stream(jumps), Bytes({0xA4, 0xB0, 0xA0, 0x00, 0x00, 0x00, 0x05, 0x00}));
-  EXPECT_EQ(stream(jumps, true), Bytes({0xA4, 0xB0, 0xA0, 0x00, 0x05, 0x00}));
+  // The library's stream opens with the first jump and the stitch of no length it ends in.
+  EXPECT_EQ(stream(jumps, true), Bytes({0x90, 0x00, 0x90, 0x00, 0x00, 0x00, 0x94, 0xB0, 0x90, 0x00,
+                                        0x05, 0x00}));
   // A colour change while jumps wait goes behind their long jump, before its stitch.
   // Two changes in a row are one; the toggle goes 2, 1, 2.
   const std::vector<QepRec> changes = {{1, 0, 0},  {0, 0, 0},  {1, 50, 0}, {2, 50, 0}, {0, 60, 0},
@@ -417,9 +492,10 @@ TEST(PecStream, StepsJumpsAndColourChangesAsTheyAreWritten) {
   // (a stitch read back as a change is a stitch lost); a change that moves goes on as a
   // jump.
   EXPECT_EQ(stream(changes, true),
-            Bytes({0xA0, 0x32, 0xA0, 0x00, 0xFE, 0xB0, 0x02,  // the jump lands, the change
+            Bytes({0x90, 0x00, 0x90, 0x00, 0x00, 0x00,      // the opening jump and stitch
+                   0x90, 0x32, 0x90, 0x00, 0xFE, 0xB0, 0x02,  // the jump lands, the change
                    0x0A, 0x00, 0xFE, 0xB0, 0x01,              // a stitch, two changes
-                   0x01, 0x00, 0xFE, 0xB0, 0x02, 0xA0, 0x01, 0xA0, 0x00,  // one that moves
+                   0x01, 0x00, 0xFE, 0xB0, 0x02, 0x90, 0x01, 0x90, 0x00,  // one that moves
                    0x00, 0x01}));
   // Jumps ahead of the first stitch write nothing: its position is the head's start.
   test::WriteBytes(dir / "s.QEP", QepFile(500, 500, 500, 500, {{1, 100, 40}, {1, 200, 80}, {0, 200, 80}, {0, 0, 0}}));
@@ -448,7 +524,8 @@ TEST(PecStream, AFirstStitchFarFromTheMiddleIsReachedHalfByTheHead) {
   EXPECT_EQ(PecNeedles(pes).front(), (PecNeedle{900, 10, 's'}));
 
   // At (903, 11) the class's halves miss by two on X (452 in the head, 453 in the
-  // jump); the library's add up (451).
+  // jump). The library starts at the source's start, (-903, -11), and jumps to the first
+  // stitch.
   test::WriteBytes(dir / "f.QEP", QepFile(500, 500, 500, 500, {{1, 1806, 22}, {0, 1806, 22}, {0, 0, 0}}));
   ASSERT_EQ(run(dir / "f.QEP", dir / "f.PES"), 0);
   pes = Parse(test::ReadBytes(dir / "f.PES"));
@@ -457,8 +534,9 @@ TEST(PecStream, AFirstStitchFarFromTheMiddleIsReachedHalfByTheHead) {
   EXPECT_EQ(PecNeedles(pes).front(), (PecNeedle{905, 11, 's'}));
   ASSERT_EQ(Convert(dir / "f.QEP", dir / "f.PES").value(), 0);
   pes = Parse(test::ReadBytes(dir / "f.PES"));
-  EXPECT_EQ(StreamOf(pes).substr(0, 4), Bytes({0xA1, 0xC3, 0xA0, 0x06}));
-  EXPECT_EQ(PecNeedles(pes).front(), (PecNeedle{903, 11, 's'}));
+  EXPECT_EQ(StreamOf(pes).substr(0, 6), Bytes({0x97, 0x0E, 0x90, 0x16, 0x00, 0x00}));
+  EXPECT_EQ(PecNeedles(pes, true).front(), (PecNeedle{903, 11, 'j'}));
+  EXPECT_EQ(PecNeedles(pes, true).at(1), (PecNeedle{903, 11, 's'}));
 }
 
 // The picture's rows inside the frame: 32 x 30 pixels, bit 0 leftmost.
@@ -672,6 +750,20 @@ TEST(PesSamples, TheStarGoesByWayOfQepIntoTheSmallHoop) {
   EXPECT_EQ(stitches, wanted);
   EXPECT_EQ(colours, wantedColours);
   EXPECT_EQ(pes.colours, wantedColours);
+
+  // The library starts the stream where the DST starts: its jumps go in as one long jump
+  // (12 bits under 0x90) to the first stitch, which the record of no length behind it
+  // sews, so that every reader and the machine sew the star's 2,550 points; and the
+  // design comes back where it was.
+  LibraryRun library;
+  ASSERT_EQ(Convert(star, dir / "ours.QEP").value(), 0);
+  ASSERT_EQ(library(dir / "ours.QEP", dir / "ours.PES"), 0);
+  const Pes ours = Parse(test::ReadBytes(dir / "ours.PES"));
+  EXPECT_EQ(StreamOf(ours).substr(0, 6), Bytes({0x90, 0x01, 0x90, 0x97, 0x00, 0x00}));
+  size_t sewn = 0;
+  for (const PecNeedle& n : PecNeedles(ours, true)) sewn += n.what == 's';
+  EXPECT_EQ(sewn, 2550u);
+  EXPECT_EQ(test::NeedlesOf(dir / "ours.PES"), test::NeedlesOf(star));
 }
 
 }  // namespace

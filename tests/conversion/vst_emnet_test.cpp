@@ -225,17 +225,20 @@ TEST(Vst, StopsTrimsSevensAndNeedlesAsTheWriterLaysThemOut) {
   EXPECT_EQ(test::ReadBytes(dir / "library.VST").substr(1024), byLibrary);
 
   // A DSZ names the needle at every change: the class writes a change in place and sews
-  // the step; the library goes by way of DST, whose change moves first.
+  // the step; the library goes by way of DST, whose change moves first. Two needle
+  // records in a row are one change to the library, which moves with the first.
   test::WriteBytes(dir / "a.DSZ", std::string(512, ' ') +
                                       Bytes({0x00, 0x04, 0x85,     // needle 0x18, (4, 0)
                                              0x00, 0x00, 0x82,     // needle 0x17: a stop
+                                             0x01, 0x00, 0x80,     // a stitch behind them
                                              0x00, 0x00, 0x90}));
   ASSERT_EQ(convert(dir / "a.DSZ", dir / "class2.VST"), 0);
   EXPECT_EQ(test::ReadBytes(dir / "class2.VST").substr(1024),
-            Bytes({0x00, 0x00, 0x3C, 0x04, 0x00, 0x0A, 0x00, 0x00, 0x28, 0x00, 0x00, 0x0A}));
+            Bytes({0x00, 0x00, 0x3C, 0x04, 0x00, 0x0A, 0x00, 0x00, 0x28, 0x00, 0x00, 0x0A, 0x00,
+                   0xFF, 0x0A}));
   ASSERT_EQ(Convert(dir / "a.DSZ", dir / "library2.VST").value(), 0);
   EXPECT_EQ(test::ReadBytes(dir / "library2.VST").substr(1024),
-            Bytes({0x00, 0x00, 0x1E, 0x04, 0x00, 0x1E, 0x00, 0x00, 0x3C, 0x00, 0x00, 0x3C}));
+            Bytes({0x00, 0x00, 0x1E, 0x04, 0x00, 0x1E, 0x00, 0x00, 0x3C, 0x00, 0xFF, 0x0A}));
   EXPECT_EQ(test::NeedlesOf(dir / "library2.VST"), test::NeedlesOf(dir / "a.DSZ"));
 }
 
@@ -449,10 +452,10 @@ TEST(Emnet, ADesignGoesToEmnetAndBackWithEveryNeedleKept) {
 // as the reference rules say; the library goes by way of DST.
 TEST(Emnet, TheLibraryRoutesWhatTheClassWritesWithoutAHead) {
   test::TempDir dir;
-  test::WriteBytes(dir / "a.DST", test::ZigzagDst(400, 20, 20, 100));
+  test::WriteBytes(dir / "a.DST", test::ZigzagDst(401, 20, 20, 100));
   ASSERT_EQ(Convert(dir / "a.DST", dir / "a   ").value(), 0);
   const std::vector<test::Needle> expected = test::NeedlesOf(dir / "a   ");
-  ASSERT_EQ(expected.size(), 404u);  // 400 stitches, 4 changes
+  ASSERT_EQ(expected.size(), 405u);  // 401 stitches, 4 changes
 
   Converter convert;
   ASSERT_EQ(convert(dir / "a   ", dir / "class.VST"), 0);

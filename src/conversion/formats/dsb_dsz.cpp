@@ -36,6 +36,33 @@ int16_t Signed(int magnitude, bool negative) {
 uint8_t Magnitude(int16_t value) { return static_cast<uint8_t>(std::abs(value) & 0x7F); }
 
 
+// What a DSB record is to the library: any code but a stitch's, a jump's and a trim's
+// names a needle or a stop; 0xF8 alone ends.
+RecordRole DsbRole(const uint8_t r[3], bool&) {
+  if (r[0] == 0xF8) return RecordRole::End;
+  switch (r[0] & 0x1F) {
+    case 0: return RecordRole::Stitch;
+    case 1: case kDsbTrimCode: return RecordRole::Move;
+    default: return RecordRole::NeedleOrStop;
+  }
+}
+
+RecordRole DszRole(const uint8_t r[3], bool&) {
+  if (r[2] == 0x90 || r[2] == kDszOtherEnd) return RecordRole::End;
+  switch (r[2] & 0x1F) {
+    case 0: return RecordRole::Stitch;
+    case 1: case kDszTrimCode: return RecordRole::Move;
+    default: return RecordRole::NeedleOrStop;
+  }
+}
+
+// A needle or stop record that changes no colour: its movement, if any, as a jump.
+Decoded MoveOrNothing(ConversionRun& run) {
+  if (run.step.StepX == 0 && run.step.StepY == 0) return Decoded::NoStep;
+  run.step.StepKind = KindJump;
+  return Decoded::Step;
+}
+
 // The needle rotor goes 2, 3, 4, 5, 1, 2 ... through a design's colour changes.
 int16_t TurnRotor(ConversionRun& run) {
   run.NeedleRotor = static_cast<int16_t>(run.NeedleRotor + 1);
@@ -49,6 +76,16 @@ Decoded DecodeDsb(ConversionRun& run) {
   run.step.StepY = Signed(r[1] & 0x7F, (r[0] & 0x40) != 0);
   run.step.StepX = Signed(r[2] & 0x7F, (r[0] & 0x20) != 0);
   const int code = r[0] & 0x1F;
+  bool none = false;
+  if (run.settings.ReadsOtherWriters && DsbRole(r, none) == RecordRole::NeedleOrStop) {
+    if (!ChangesColourHere(run, DsbRole, false)) return MoveOrNothing(run);
+    run.NextColour();
+    // A destination that keeps needles gets 23 to 30 for needles 1 to 8.
+    run.step.StepKind = run.Dest->keepsNeedles && code >= 8 && code <= 15
+                            ? static_cast<int16_t>((r[0] & 0x0F) + 15)
+                            : int16_t{KindColour};
+    return Decoded::Step;
+  }
   if (code == 1) {
     run.step.StepKind = KindJump;
   } else if (code >= 8 && code <= 15) {
@@ -90,6 +127,16 @@ Decoded DecodeDsz(ConversionRun& run) {
   if (otherWriters && r[2] == kDszOtherEnd) return Decoded::End;
   ReadDszMovement(r, run.step);
   const int code = r[2] & 0x1F;
+  bool none = false;
+  if (otherWriters && DszRole(r, none) == RecordRole::NeedleOrStop) {
+    if (!ChangesColourHere(run, DszRole, false)) return MoveOrNothing(run);
+    // Codes beyond the table are changes of their own.
+    if (code > 14) {
+      run.step.StepKind = KindColour;
+      run.NextColour();
+      return Decoded::Step;
+    }
+  }
   switch (code) {
     case 0: break;
     case 1: run.step.StepKind = KindJump; break;
@@ -130,6 +177,38 @@ void EncodeDsz(ConversionRun& run) {
 void EndDsz(ConversionRun& run) { run.WriteBytes(std::string_view("\x00\x00\x90", 3)); }
 
 }  // namespace
+
+bool ChangesColourHere(ConversionRun& run, ClassifyRecord classify, bool jumpMode) {
+  BufferedFile& file = run.source;
+  const int64_t behind = file.Position();
+  uint8_t r[3];
+  bool mode = jumpMode;
+  // Another needle or stop record at once: that one is the change.
+  if (file.Read(r, 3) == 3 && classify(r, mode) == RecordRole::NeedleOrStop) {
+    file.Seek(behind);
+    return false;
+  }
+  // An earlier look that went past this record saw what comes behind it.
+  if (behind <= run.StitchLookedTo) {
+    file.Seek(behind);
+    return run.StitchAhead;
+  }
+  mode = jumpMode;
+  file.Seek(behind);
+  run.StitchAhead = false;
+  for (;;) {
+    if (file.Read(r, 3) != 3) break;
+    const RecordRole role = classify(r, mode);
+    if (role == RecordRole::End) break;
+    if (role == RecordRole::Stitch) {
+      run.StitchAhead = true;
+      break;
+    }
+  }
+  run.StitchLookedTo = file.Position();
+  file.Seek(behind);
+  return run.StitchAhead;
+}
 
 void ReadDszMovement(const uint8_t r[3], StitchStep& step) {
   step.StepY = Signed(r[0] & 0x7F, (r[2] & 0x20) != 0);

@@ -65,24 +65,26 @@ void WriteEmdHead(ConversionRun& run) {
   head.replace(0, 5, "JEMD0");
   head[kEmdStream] = static_cast<char>(kEmdControl);
   head[kEmdStream + 1] = static_cast<char>(kEmdFirstJump);
-  // The jump mark takes the next pair for its movement. A source with a thread table in
-  // its head (VST, QEP) gives a step of no movement first, so that its first record
-  // keeps its kind. The library gives every other source such a pair too, written here
-  // so that a first step a source's opening hands over still follows it: a design that
-  // begins with a stitch would otherwise begin with a jump.
-  if (run.Source->threadTable.Present()) {
+  // The class's jump mark takes the next pair for its movement. A source with a thread
+  // table in its head (VST, QEP) gives a step of no movement first, so that its first
+  // record keeps its kind.
+  if (run.Source->threadTable.Present() && !run.settings.ReadsOtherWriters) {
     run.step = StitchStep{};
     run.FirstStepReady = true;
-  } else if (run.settings.ReadsOtherWriters) {
-    head += std::string(2, '\0');
   }
   run.WriteBytes(head);
 }
 
+// Nothing is written behind the head's jump mark yet.
+bool AtTheMark(const ConversionRun& run) { return run.dest.Length() == kEmdStream + 2; }
+
 // The class writes a colour change ahead of the step's own pair, which a reader takes
 // for a stitch behind the change, and a needle, a trim or any other kind as a plain
 // step. The library keeps what the design is: the movement of a change goes ahead of it
-// as a jump, a needle is a change, a trim moves as a jump.
+// as a jump, a needle is a change, a trim moves as a jump. Its head's mark is followed
+// by a control, as other programs write it: their readers pass over the mark, and a
+// pair of no movement behind it would be a stitch far from the design. A design that
+// opens with a stitch gets a jump of no movement ahead of it.
 void EncodeEmd(ConversionRun& run) {
   const int16_t kind = run.step.StepKind;
   if (run.settings.ReadsOtherWriters) {
@@ -94,7 +96,12 @@ void EncodeEmd(ConversionRun& run) {
       WriteControl(run, kEmdColour);
       return;
     }
-    if (kind == KindJump || kind == KindTrim) WriteControl(run, kEmdJump);
+    if (kind == KindJump || kind == KindTrim) {
+      WriteControl(run, kEmdJump);
+    } else if (AtTheMark(run)) {
+      WriteControl(run, kEmdJump);
+      WriteRepeated(run, 0, 2);
+    }
   } else if (kind == KindJump) {
     WriteControl(run, kEmdJump);
   } else if (kind == KindColour) {

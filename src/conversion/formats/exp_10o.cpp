@@ -120,10 +120,15 @@ void Encode10o(ConversionRun& run) {
   run.WriteBytes(r, 3);
 }
 
-// The closing record is three zero bytes: a stitch of no length, so a reader that
-// takes it for a record moves the needle nowhere, and no colour is added as a repeat
-// of a colour change would add one. The library reads it as the end.
-void End10o(ConversionRun& run) { run.WriteBytes(std::string_view("\x00\x00\x00", 3)); }
+// The class closes with three zero bytes: a stitch of no length, so a reader that takes
+// it for a record moves the needle nowhere, and no colour is added as a repeat of a
+// colour change would add one; the library reads it as the end. The library closes as
+// other programs do, with their end code, which their readers and the library take for
+// the end, and the class for a colour change.
+void End10o(ConversionRun& run) {
+  run.WriteBytes(run.settings.ReadsOtherWriters ? std::string_view("\x87\x00\x00", 3)
+                                                : std::string_view("\x00\x00\x00", 3));
+}
 
 }  // namespace
 

@@ -55,6 +55,17 @@ void ReadDszMovement(const uint8_t r[3], StitchStep& step);
 // Bytes 0 and 1 and the sign bits of byte 2, over 0x80; the caller adds the code.
 void PutDszMovement(const StitchStep& step, uint8_t r[3]);
 
+// The library's reading of a needle or stop record in the three-byte formats of the
+// machines (DSB, DSZ, KSM): other programs write one for each colour change, and some
+// at the end of a design too, where no stitch follows. Such a record is a colour change
+// where a stitch follows it before the end; one that another such record follows at
+// once is the same change. `Classify` says what a record is, with the jump mode that
+// KSM keeps between records (dsb_dsz.cpp).
+enum class RecordRole { Stitch, Move, NeedleOrStop, End };
+using ClassifyRecord = RecordRole (*)(const uint8_t r[3], bool& jumpMode);
+// Whether the record just read (the file stands behind it) is a colour change.
+bool ChangesColourHere(ConversionRun& run, ClassifyRecord classify, bool jumpMode);
+
 // The wrapper of T01 and T03 (t01_t03.cpp), which the frame's pass start runs: it
 // positions a wrapped source, writes a wrapped destination's head, and pads and counts
 // the destination at the end.

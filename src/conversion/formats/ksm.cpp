@@ -18,13 +18,27 @@ constexpr int kJumpsOffCode = 0x19;
 constexpr int kFirstColourCode = 0x0B;
 constexpr int kLastColourCode = 0x12;
 // Other programs also end a run of jumps with 0x18, and write a colour change as the
-// pair 0x1B, 0x1C with no movement. The library reads them so; the class keeps the
-// reading that turns jump mode on at every code but 0x19 and counts colours only for
-// 0x0B to 0x12, as the programs written against it expect.
+// needle codes 0x0B to 0x12 or the stop codes 0x1B and 0x1C, alone or as a pair, and one
+// at the end of the design that no stitch follows. The library reads them so; the class
+// keeps the reading that turns jump mode on at every code but 0x19 and counts a colour
+// for every 0x0B to 0x12, as the programs written against it expect.
 constexpr int kOtherJumpsOff = 0x18;
-constexpr int kOtherColourOpens = 0x1B;
-constexpr int kOtherColourCloses = 0x1C;
+constexpr int kOtherStop = 0x1B;
+constexpr int kOtherStopToo = 0x1C;
 
+bool IsColourCode(int code) { return code >= kFirstColourCode && code <= kLastColourCode; }
+
+// What a record is to the library, with the jump mode it leaves.
+RecordRole KsmRole(const uint8_t r[3], bool& jumpMode) {
+  if (r[2] == kKsmEnd) return RecordRole::End;
+  const int code = r[2] & 0x1F;
+  if (code != 0) jumpMode = !(code == kJumpsOffCode || code == kOtherJumpsOff);
+  if (IsColourCode(code) || code == kOtherStop || code == kOtherStopToo) return RecordRole::NeedleOrStop;
+  // A marker that moves is a step of the mode it sets; one that doesn't is no step.
+  const bool moves = (r[0] & 0x7F) != 0 || (r[1] & 0x7F) != 0;
+  if (code != 0 && !moves) return RecordRole::Move;
+  return jumpMode ? RecordRole::Move : RecordRole::Stitch;
+}
 
 void WriteMarker(ConversionRun& run, uint8_t third) {
   const uint8_t marker[3] = {0x00, 0x00, third};
@@ -60,20 +74,28 @@ void EndKsm(ConversionRun& run) {
 Decoded DecodeKsm(ConversionRun& run) {
   uint8_t r[3];
   if (!run.ReadRecord(r, 3) || r[2] == kKsmEnd) return Decoded::End;
-  const bool otherWriters = run.settings.ReadsOtherWriters;
   const int code = r[2] & 0x1F;
-  const int magnitudeY = r[0] & 0x7F;
-  const int magnitudeX = r[1] & 0x7F;
-  const bool moves = magnitudeX != 0 || magnitudeY != 0;
-  const bool closesPair = otherWriters && code == kOtherColourCloses && run.KsmPairOpened;
-  run.KsmPairOpened = otherWriters && code == kOtherColourOpens;
-  const bool colour = (code >= kFirstColourCode && code <= kLastColourCode) || closesPair;
+  const bool moves = (r[0] & 0x7F) != 0 || (r[1] & 0x7F) != 0;
+  ReadDszMovement(r, run.step);
+  if (run.settings.ReadsOtherWriters) {
+    bool jumpMode = run.KsmRead;
+    const RecordRole role = KsmRole(r, jumpMode);
+    run.KsmRead = jumpMode;
+    if (role == RecordRole::NeedleOrStop && ChangesColourHere(run, KsmRole, jumpMode)) {
+      run.step.StepKind = KindColour;
+      run.NextColour();
+      return Decoded::Step;
+    }
+    if (code != 0 && !moves) return Decoded::NoStep;
+    if (jumpMode) run.step.StepKind = KindJump;
+    return Decoded::Step;
+  }
+  const bool colour = IsColourCode(code);
   if (code != 0) {
-    run.KsmRead = !(code == kJumpsOffCode || (otherWriters && code == kOtherJumpsOff));
+    run.KsmRead = code != kJumpsOffCode;
     // Markers carry nothing: the cycle is counted, but no step comes of it.
     if (!colour && !moves) return Decoded::NoStep;
   }
-  ReadDszMovement(r, run.step);
   if (run.KsmRead) {
     run.step.StepKind = KindJump;
     if (colour) {

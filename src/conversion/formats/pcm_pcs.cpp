@@ -158,6 +158,21 @@ void OpenPcs(ConversionRun& run) {
   if (run.ReadRecord(first, kRecordBytes)) run.ColourList[1] = first[0];
 }
 
+// Some programs bring the needle to a design's first place with a stitch record, and
+// sew there with the next: the first of two records at one place, ahead of any other,
+// is the way there. (A design that itself opens with two stitches in one place reads
+// back with one: the same needle point.)
+bool BringsTheNeedle(ConversionRun& run, const uint8_t r[kRecordBytes]) {
+  if (run.DecodedStitches != 0 || IsJumpFlag(r[8])) return false;
+  const int64_t behind = run.source.Position();
+  uint8_t next[kRecordBytes];
+  const bool same = run.ReadRecord(next, kRecordBytes) && !IsEndRecord(next) &&
+                    next[8] != kFlagColour && std::equal(r, r + 3, next) &&
+                    std::equal(r + 4, r + 7, next + 4);
+  run.source.Seek(behind);
+  return same;
+}
+
 Decoded DecodePcs(ConversionRun& run) {
   const bool otherWriters = OtherWriters(run);
   uint8_t r[kRecordBytes];
@@ -170,7 +185,10 @@ Decoded DecodePcs(ConversionRun& run) {
     TakeColour(run, r[0]);
     if (otherWriters) return Decoded::Step;
   }
-  if (IsJumpFlag(r[8]) && run.step.StepKind != KindColour) run.step.StepKind = KindJump;
+  if ((IsJumpFlag(r[8]) || (otherWriters && BringsTheNeedle(run, r))) &&
+      run.step.StepKind != KindColour) {
+    run.step.StepKind = KindJump;
+  }
   StepTo(run, WalkedPosition({r[2], r[1], r[0]}, CoordKeysX, kLastX),
          WalkedPosition({r[6], r[5], r[4]}, CoordKeysY, kLastY));
   run.DecodedStitches += 1;

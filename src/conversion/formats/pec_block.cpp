@@ -1,5 +1,6 @@
 #include "conversion/formats/pec_block.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
@@ -46,7 +47,19 @@ std::string DesignNameOf(const ConversionRun& run) {
 
 }  // namespace
 
-size_t PutPecValue(uint8_t* out, int value) {
+namespace {
+
+constexpr int kTwelveBitLeast = -2048, kTwelveBitMost = 2047;
+
+// The 12 bits of a value under a group's high nibble.
+void PutTwelveBits(uint8_t* out, int value, uint8_t group) {
+  out[0] = static_cast<uint8_t>(group | ((value >> 8) & 0x0F));
+  out[1] = static_cast<uint8_t>(value & 0xFF);
+}
+
+}  // namespace
+
+size_t PutPecValue(uint8_t* out, int value, PecGroups groups) {
   if (value >= 0 && value <= 63) {
     out[0] = static_cast<uint8_t>(value);
     return 1;
@@ -65,11 +78,19 @@ size_t PutPecValue(uint8_t* out, int value) {
     out[1] = static_cast<uint8_t>(value + 256);
     return 2;
   }
-  PutPecLongValue(out, value);
+  if (groups == PecGroups::TwelveBit) {
+    PutTwelveBits(out, value, 0x80);
+  } else {
+    PutPecLongValue(out, value);
+  }
   return 2;
 }
 
-void PutPecLongValue(uint8_t* out, int value) {
+void PutPecLongValue(uint8_t* out, int value, PecGroups groups) {
+  if (groups == PecGroups::TwelveBit) {
+    PutTwelveBits(out, value, 0x90);
+    return;
+  }
   // Every 16-bit value has a form; beyond the twelve bits a reader takes, the high
   // byte runs past 0xAF and is kept to its low eight bits.
   if (value >= 0) {
@@ -123,10 +144,17 @@ void WritePecBlockHead(ConversionRun& run) {
 
 namespace {
 
-void WriteLongJump(uint8_t* out, int x, int y) {
-  PutPecLongValue(out, x);
-  PutPecLongValue(out + 2, y);
+PecGroups GroupsOf(const ConversionRun& run) {
+  return run.settings.ReadsOtherWriters ? PecGroups::TwelveBit : PecGroups::Reference;
 }
+
+void WriteLongJump(const ConversionRun& run, uint8_t* out, int x, int y) {
+  PutPecLongValue(out, x, GroupsOf(run));
+  PutPecLongValue(out + 2, y, GroupsOf(run));
+}
+
+// Half the size, without its fraction: what the stitch head's start counts from.
+int32_t HalfOf(double size) { return static_cast<int32_t>(std::trunc(size / 2)); }
 
 // The first stitch ends the lead-in: its position goes into the stitch head, and one
 // that lies too far for the head alone is reached half by the head, half by a jump.
@@ -141,21 +169,13 @@ void TakeFirstStitch(ConversionRun& run) {
   pes.PecStartX = Rounded(run.PosX / 2);
   pes.PecStartY = static_cast<int32_t>(std::trunc(run.PosY / 2));
   const int32_t x = Rounded(run.PosX), y = Rounded(run.PosY);
-  int32_t across = 0, down = 0;
-  if (run.settings.ReadsOtherWriters) {
-    // The library's halves add up to the position: the class's rule below misses it
-    // by one or two for odd positions that round the other way or lie below zero.
-    across = x - pes.PecStartX;
-    down = y - pes.PecStartY;
-  } else {
-    across = pes.PecStartX;
-    int32_t e = -pes.PecStartY;
-    if (y % 2 != 0 && y > 0) e -= 1;
-    if (x % 2 != 0 && x > 0) across += 1;
-    down = -e;
-  }
+  int32_t across = pes.PecStartX;
+  int32_t e = -pes.PecStartY;
+  if (y % 2 != 0 && y > 0) e -= 1;
+  if (x % 2 != 0 && x > 0) across += 1;
+  const int32_t down = -e;
   uint8_t out[4];
-  WriteLongJump(out, across, down);
+  WriteLongJump(run, out, across, down);
   run.WriteBytes(out, 4);
   pes.PecByteCount += 4;
 }
@@ -188,14 +208,14 @@ void WriteChangeAsItStands(ConversionRun& run) {
   uint8_t out[11];
   size_t n = 0;
   if (pes.JumpPending) {
-    WriteLongJump(out, pes.PendingJumpX, -pes.PendingJumpY);
+    WriteLongJump(run, out, pes.PendingJumpX, -pes.PendingJumpY);
     n = 4;
     pes.PendingJumpX = pes.PendingJumpY = 0;
     pes.JumpPending = false;
   }
   WriteChange(run, out, n);
   if (step.StepX != 0 || step.StepY != 0) {
-    WriteLongJump(out + n, step.StepX, -step.StepY);
+    WriteLongJump(run, out + n, step.StepX, -step.StepY);
     n += 4;
   }
   run.WriteBytes(out, n);
@@ -203,6 +223,23 @@ void WriteChangeAsItStands(ConversionRun& run) {
 }
 
 }  // namespace
+
+void StartPecStream(ConversionRun& run, double width, double height) {
+  PesWriterState& pes = run.Pes;
+  pes.PecLeadIn = false;
+  pes.PecOpening = true;
+  auto within = [](double at, double size) {
+    const int32_t start = Rounded(at), half = HalfOf(size);
+    return std::clamp(start + half, kTwelveBitLeast, kTwelveBitMost) - half;
+  };
+  pes.PecStartX = within(run.PosX, width);
+  pes.PecStartY = within(run.PosY, height);
+  if (pes.PecStartX != run.PosX || pes.PecStartY != run.PosY) {
+    pes.JumpPending = true;
+    pes.PendingJumpX = Rounded(run.PosX) - pes.PecStartX;
+    pes.PendingJumpY = pes.PecStartY - Rounded(run.PosY);
+  }
+}
 
 void EncodePecStep(ConversionRun& run) {
   PesWriterState& pes = run.Pes;
@@ -215,6 +252,12 @@ void EncodePecStep(ConversionRun& run) {
     step.StepKind = KindColour;
   }
   const int16_t kind = PecKindOf(step.StepKind);
+  if (pes.PecOpening) {
+    // A first stitch that leaves the start would sew the start as well: it goes as a
+    // move to where it lands and a stitch of no length there.
+    pes.PecOpening = false;
+    if (kind == KindStitch && (step.StepX != 0 || step.StepY != 0)) pes.JumpPending = true;
+  }
   if (pes.PecLeadIn) {
     if (kind == KindJump) return;
     if (kind == KindStitch) {
@@ -261,12 +304,12 @@ void EncodePecStep(ConversionRun& run) {
     // without a stitch, which a reader would take for one the design doesn't have.
     pes.LongJumpWritten = kind != KindJump || !run.settings.ReadsOtherWriters;
     pes.JumpPending = false;
-    WriteLongJump(out, x, -y);
+    WriteLongJump(run, out, x, -y);
     n = 4;
   } else {
     pes.PecLeadIn = false;
-    n = PutPecValue(out, x);
-    n += PutPecValue(out + n, -y);
+    n = PutPecValue(out, x, GroupsOf(run));
+    n += PutPecValue(out + n, -y, GroupsOf(run));
   }
   if (pes.ChangePending || kind == KindColour) {
     WriteChange(run, out, n);
@@ -304,7 +347,7 @@ void WritePecTail(ConversionRun& run) {
   // The start is the first stitch seen from the top left: half the size, without its
   // fraction, added, and the sum rounded to 16 bits.
   auto start = [](int32_t at, double size) {
-    const double sum = at + std::trunc(size / 2);
+    const double sum = at + HalfOf(size);
     const double r = std::nearbyint(sum);
     if (!(r >= INT16_MIN && r <= INT16_MAX)) throw RunTimeError(kOverflow);
     return static_cast<int32_t>(r);
@@ -318,8 +361,15 @@ void WritePecTail(ConversionRun& run) {
   head += IntToBytes2(width);
   head += IntToBytes2(height);
   head += std::string_view("\xE0\x01\xB0\x01", 4);
-  PutStart(head, start(pes.PecStartX, width));
-  PutStart(head, start(pes.PecStartY, height));
+  for (const int32_t at : {start(pes.PecStartX, width), start(pes.PecStartY, height)}) {
+    if (run.settings.ReadsOtherWriters) {
+      uint8_t field[2];
+      PutTwelveBits(field, at, 0x90);
+      head.append(reinterpret_cast<const char*>(field), 2);
+    } else {
+      PutStart(head, at);
+    }
+  }
   run.dest.Seek(pes.StitchHeadAt + 2);
   run.WriteBytes(head);
 }

@@ -4,16 +4,20 @@
 // stream, and so does a standalone PEC file, which is that block alone.
 //
 // The class trusts the two layouts this system writes: blocks at 104 in a "PES0001"
-// file and at 137 in any other, and a PEC block whose first record is always taken
-// for a jump. Other programs write heads of many versions, begin the PEC stream with a
-// real stitch and store long values as plain 12-bit numbers, so the library reads them
-// by those rules instead (`ReadsOtherWriters`): always the PEC stream, the first
-// record as its bytes say, and the start as a jump from the centre and a stitch there.
+// file and at 137 in any other, a PEC block where three bytes at 8 say, a start in the
+// stitch head counted from the design's corner, and a first record always taken for a
+// jump. Other programs write heads of many versions, fill the start fields by rules of
+// their own, begin the stream with a real stitch and store long values as plain 12-bit
+// numbers, so the library reads them by those rules instead (`ReadsOtherWriters`):
+// always the PEC stream, found by its opening where the offset misses it, the design
+// counted from the start with the stream's own first record, and turned back where
+// the PES section says the design lies otherwise.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <string>
 
+#include "conversion/convert.h"
 #include "conversion/formats/formats.h"
 #include "platform/run_time_error.h"
 
@@ -126,43 +130,47 @@ int32_t StartField(uint8_t high, uint8_t low) {
   return (high - (high >= 160 ? 160 : 144)) * 256 + low;
 }
 
-// Reads the stitch head of the PEC block at `pecOffset` and leaves the file at the
-// stream's first byte; places the needle at the first stitch.
-void OpenPecStream(ConversionRun& run, int64_t pecOffset) {
-  PesReading& r = run.pesReader;
-  r.PecOffset = pecOffset;
+// The stitch head of the PEC block at `pecOffset`: the stream's byte count (which runs
+// from the head's last byte), the size, and the four bytes of the start. Leaves the file
+// at the stream's first byte; false where the block has no room for the head.
+struct StitchHead {
+  int32_t streamBytes = 0;
+  int32_t width = 0, height = 0;
+  uint8_t start[4] = {};
+};
+
+bool ReadStitchHead(ConversionRun& run, int64_t pecOffset, StitchHead& head) {
   uint8_t h[kStitchHeadBytes];
   if (pecOffset < 0 || pecOffset + kStitchHeadAt + kStitchHeadBytes > run.source.Length() ||
       !ReadAt(run.source, pecOffset + kStitchHeadAt, h, kStitchHeadBytes)) {
+    return false;
+  }
+  head.streamBytes =
+      WithinFile(run.source, int64_t{h[5]} * 65536 + h[4] * 256 + h[3] - kStitchHeadBytes);
+  head.width = h[10] * 256 + h[9];
+  head.height = h[12] * 256 + h[11];
+  std::memcpy(head.start, h + 17, 4);
+  return true;
+}
+
+// The class's opening: the needle placed at the first stitch the head's start names.
+void OpenPecStream(ConversionRun& run, int64_t pecOffset) {
+  PesReading& r = run.pesReader;
+  r.PecOffset = pecOffset;
+  StitchHead head;
+  if (!ReadStitchHead(run, pecOffset, head)) {
     r.StreamBytes = 0;  // no stream there: the design is empty
     return;
   }
-  // The byte count runs from the head's last byte; the stream starts 21 bytes on.
-  r.StreamBytes = WithinFile(run.source,
-                             int64_t{h[5]} * 65536 + h[4] * 256 + h[3] - kStitchHeadBytes);
-  r.PecWidth = h[10] * 256 + h[9];
-  r.PecHeight = h[12] * 256 + h[11];
-  const int32_t startX = StartField(h[17], h[18]);
-  const int32_t startY = StartField(h[19], h[20]);
+  r.StreamBytes = head.streamBytes;
+  r.PecWidth = head.width;
+  r.PecHeight = head.height;
+  const int32_t startX = StartField(head.start[0], head.start[1]);
+  const int32_t startY = StartField(head.start[2], head.start[3]);
   // The start counts from the design's corner; the needle's position from its centre.
   const int16_t ax = Rounded16(startX - r.PecWidth / 2.0);
   const int16_t bx = Rounded16(startY - r.PecHeight + r.PecHeight / 2.0);
   const bool away = ax != 0 || bx != 0;
-  if (r.OtherWriters) {
-    // A step from the centre, so that any destination keeps where the design lies;
-    // the turn, if any, comes with the other steps.
-    r.StartPending = away;
-    r.StartX = ax;
-    r.StartY = Checked16(-int32_t{bx});
-    // The start is the first stitch. This system's writer leaves it to the head; other
-    // programs sew it again with a record of no length, or leave it to the head too.
-    uint8_t opening[2];
-    const int64_t streamAt = run.source.Position();
-    r.StartStitch = r.StreamBytes > 0 && !(run.source.Read(opening, 2) == 2 &&
-                                           opening[0] == 0x00 && opening[1] == 0x00);
-    run.source.Seek(streamAt);
-    return;
-  }
   StitchStep& step = run.step;
   const bool handOver = away && run.Dest->takesStartStep;
   if (!run.PesTurned) {
@@ -238,11 +246,6 @@ constexpr uint8_t kOtherEnd = 0xFF;
 Decoded DecodePecRecord(ConversionRun& run) {
   PesReading& r = run.pesReader;
   StitchStep& step = run.step;
-  if (r.StartPending) {
-    r.StartPending = false;
-    step = {r.StartX, r.StartY, KindJump};
-    return Decoded::Step;
-  }
   if (r.StartStitch) {
     r.StartStitch = false;
     step = {0, 0, KindStitch};
@@ -300,6 +303,93 @@ Decoded DecodePecRecord(ConversionRun& run) {
   }
 }
 
+// --- The library's opening ------------------------------------------------------------
+
+// How the stream leaves its start: by its first record that isn't a colour change, read
+// by the decoder itself; then the file and the reader are put back.
+enum class Opening { Nothing, Move, StitchInPlace, Stitch };
+
+Opening OpeningOfStream(ConversionRun& run) {
+  const PesReading reading = run.pesReader;
+  const int16_t colour = run.ColourIndex;
+  const int64_t at = run.source.Position();
+  Opening opening = Opening::Nothing;
+  for (;;) {
+    run.step = StitchStep{};
+    if (DecodePecRecord(run) == Decoded::End) break;
+    const StitchStep& step = run.step;
+    if (step.StepKind == KindColour) continue;
+    opening = step.StepKind == KindJump                   ? Opening::Move
+              : step.StepX == 0 && step.StepY == 0 ? Opening::StitchInPlace
+                                                          : Opening::Stitch;
+    break;
+  }
+  run.pesReader = reading;
+  run.ColourIndex = colour;
+  run.step = StitchStep{};
+  run.source.Seek(at);
+  return opening;
+}
+
+// Other programs' files, and this system's as the library writes them. The stream is
+// read from the start the stitch head names, which is where the needle stands first:
+// the design's positions count from there, as a DST's count from its first record.
+// The head's start fields themselves are left alone, since programs fill them by rules
+// of their own (from the corner, from the middle, as plain numbers, some beyond 12
+// bits): the stream alone says where the needle goes.
+//
+// The start is a move. A stitch is sewn there only where the stream's first record is
+// a stitch that leaves it: a record of no length sews it itself, and a first move
+// leaves it unsewn.
+void OpenPecForOtherWriters(ConversionRun& run, int64_t pecOffset) {
+  PesReading& r = run.pesReader;
+  r.PecOffset = pecOffset;
+  StitchHead head;
+  if (!ReadStitchHead(run, pecOffset, head)) {
+    r.StreamBytes = 0;
+    return;
+  }
+  r.StreamBytes = head.streamBytes;
+  r.PecWidth = head.width;
+  r.PecHeight = head.height;
+  r.StartStitch = OpeningOfStream(run) == Opening::Stitch;
+}
+
+// Every PEC block opens with "LA:" and the design's name, closed by 0x0D at 19.
+constexpr std::string_view kPecBlockOpens = "LA:";
+constexpr int kNameEndsAt = 19;
+
+bool PecBlockAt(BufferedFile& file, int64_t at) {
+  uint8_t head[3];
+  return at >= 0 && ReadAt(file, at, head, sizeof head) &&
+         std::memcmp(head, kPecBlockOpens.data(), kPecBlockOpens.size()) == 0;
+}
+
+// The PEC block where the offset at 8 says; where no block opens there, the first one
+// in the file whose name is closed where it should be.
+int64_t FindPecBlock(BufferedFile& file, int64_t claimed) {
+  if (PecBlockAt(file, claimed)) return claimed;
+  constexpr size_t kChunk = 64 * 1024;
+  std::string window;
+  uint8_t chunk[kChunk];
+  int64_t windowAt = 0;
+  file.Seek(0);
+  for (;;) {
+    const size_t n = file.Read(chunk, kChunk);
+    window.append(reinterpret_cast<const char*>(chunk), n);
+    for (size_t at = window.find(kPecBlockOpens); at != std::string::npos;
+         at = window.find(kPecBlockOpens, at + 1)) {
+      if (at + kNameEndsAt >= window.size()) break;  // the rest comes with the next chunk
+      if (window[at + kNameEndsAt] == '\x0D') return windowAt + static_cast<int64_t>(at);
+    }
+    if (n < kChunk) return claimed;
+    // Keep what a block opening across the chunks' border needs.
+    const size_t keep = std::min(window.size(), size_t{kNameEndsAt});
+    windowAt += static_cast<int64_t>(window.size() - keep);
+    window.erase(0, window.size() - keep);
+  }
+}
+
 // --- The standalone PEC file --------------------------------------------------------
 
 // "#PEC0001" and the block behind it; a file without the signature is the block alone.
@@ -316,7 +406,8 @@ bool BeginsWith(BufferedFile& file, std::string_view text) {
 void OpenPecSource(ConversionRun& run) {
   run.pesReader.OtherWriters = true;
   run.PesTurned = false;
-  OpenPecStream(run, BeginsWith(run.source, kPecSignature) ? kPecBehindSignature : 0);
+  const int64_t block = BeginsWith(run.source, kPecSignature) ? kPecBehindSignature : 0;
+  OpenPecForOtherWriters(run, FindPecBlock(run.source, block));
 }
 
 // The eight bytes of a signature such as "#PES0001", when they are printable.
@@ -337,14 +428,97 @@ HeadFacts DescribePec(BufferedFile& file) {
   return facts;
 }
 
+// What the PES section says of how the design lies: the size at 61 and 63 behind the
+// section's start and the transform of its blocks (floats a, b, c, d at 31: a block
+// point (x, y), Y down, goes to (a x + c y, b x + d y)). Its place differs by version;
+// its name says where it is.
+struct PesSection {
+  bool found = false;
+  int width = 0, height = 0;
+  float a = 1, b = 0, c = 0, d = 1;
+};
+
+constexpr std::string_view kSectionName = "CEmbOne";
+constexpr int kSectionNameAt = 8;  // behind the section's start
+
+PesSection ReadPesSection(BufferedFile& file, int64_t before) {
+  PesSection section;
+  constexpr size_t kChunk = 64 * 1024;
+  const size_t span = static_cast<size_t>(std::clamp<int64_t>(before, 0, int64_t{kChunk}));
+  std::string head(span, '\0');
+  file.Seek(0);
+  head.resize(file.Read(reinterpret_cast<uint8_t*>(head.data()), span));
+  const size_t name = head.find(kSectionName);
+  uint8_t fields[36];
+  if (name == std::string::npos || name < kSectionNameAt ||
+      !ReadAt(file, static_cast<int64_t>(name - kSectionNameAt) + 31, fields, sizeof fields)) {
+    return section;
+  }
+  auto number = [&fields](size_t at) {
+    float f = 0;
+    std::memcpy(&f, fields + at, 4);
+    return std::isfinite(f) ? f : 0.0f;
+  };
+  section.found = true;
+  section.a = number(0), section.b = number(4), section.c = number(8), section.d = number(12);
+  section.width = static_cast<int16_t>(fields[30] | fields[31] << 8);
+  section.height = static_cast<int16_t>(fields[32] | fields[33] << 8);
+  return section;
+}
+
+// +1 where the transform turns the blocks clockwise (as seen, Y down), -1 the other way,
+// 0 for any other transform.
+int QuarterTurnOf(const PesSection& s) {
+  auto near = [](float v, float want) { return std::fabs(v - want) < 0.01f; };
+  if (!near(s.a, 0) || !near(s.d, 0)) return 0;
+  if (near(s.b, 1) && near(s.c, -1)) return 1;
+  if (near(s.b, -1) && near(s.c, 1)) return -1;
+  return 0;
+}
+
+// Whether the PEC stream lies turned against the design, and which way it goes back.
+// The PES section says how the design lies: a stream whose size is the section's
+// turned is turned back. Where the sizes can't tell (a square design, a section
+// without sizes, none at all), a transform that turns by a quarter, or this system's
+// turn flag in a "PES0040" head, says it.
+void TakePesTurn(ConversionRun& run, const PesSection& section, int pecWidth, int pecHeight) {
+  auto near = [](int a, int b) { return std::abs(a - b) <= std::max(2, std::max(a, b) / 100); };
+  const bool square = near(pecWidth, pecHeight);
+  const bool same = near(section.width, pecWidth) && near(section.height, pecHeight);
+  const bool swapped = near(section.width, pecHeight) && near(section.height, pecWidth);
+  const int turn = QuarterTurnOf(section);
+  const bool told = section.found && !square && (same || swapped);
+  run.PesTurned = told ? swapped : turn != 0 || TurnedInHead(run.source);
+  // A stream turned clockwise goes back the other way; this system turns clockwise.
+  run.PesTurnsClockwise = run.PesTurned && turn < 0;
+}
+
+// A PES file is read from its PEC block; what is no PES is refused.
+void OpenPesForOtherWriters(ConversionRun& run) {
+  uint8_t head[12];
+  if (!ReadAt(run.source, 0, head, sizeof head) || std::memcmp(head, "#PES", 4) != 0) {
+    throw RunTimeError(kResultNotThisFormat);
+  }
+  const int64_t claimed = int64_t{head[8]} | int64_t{head[9]} << 8 | int64_t{head[10]} << 16 |
+                          int64_t{head[11]} << 24;
+  const int64_t block = FindPecBlock(run.source, claimed);
+  OpenPecForOtherWriters(run, block);
+  const int64_t stream = run.source.Position();
+  TakePesTurn(run, ReadPesSection(run.source, block), run.pesReader.PecWidth,
+              run.pesReader.PecHeight);
+  run.source.Seek(stream);
+}
+
 }  // namespace
 
 void OpenPesSource(ConversionRun& run) {
   PesReading& r = run.pesReader;
   r.OtherWriters = run.settings.ReadsOtherWriters;
-  // The library reads the stream every file of every version has where it always is;
-  // the stitch blocks lie where the head's version puts them.
-  if (run.settings.PESAbosulteFlag && !r.OtherWriters) {
+  if (r.OtherWriters) {
+    OpenPesForOtherWriters(run);
+    return;
+  }
+  if (run.settings.PESAbosulteFlag) {
     OpenStitchBlocks(run);
     return;
   }
@@ -393,7 +567,6 @@ const Codec kPecCodec = {
     .openSource = OpenPecSource,
     .describeHead = DescribePec,
     .libraryOnly = true,
-    .centresDesign = true,
 };
 
 }  // namespace tavlin

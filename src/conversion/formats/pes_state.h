@@ -20,8 +20,9 @@ struct PesWriterState {
   bool HeadChosen = false;  // the first pass's head ran: the hoop and the scale stand
   double Scale = 0;
   float ThumbOffsetX = 0, ThumbOffsetY = 0;
-  // The first pass's extremes, which place every later pass's drawing.
+  // The first pass's extremes, which place every later pass's drawing, and its size.
   float MeasuredMinX = 0, MeasuredMinY = 0;
+  double MeasuredWidth = 0, MeasuredHeight = 0;
   std::unique_ptr<PecPictures> pictures;
 
   // The stitch blocks of the second pass.
@@ -54,6 +55,8 @@ struct PesWriterState {
   bool ChangePending = false;
   bool LongJumpWritten = false;
   int16_t ColourToggle = 0;
+  // The library's stream has no lead-in: its first step is yet to come.
+  bool PecOpening = false;
 };
 
 }  // namespace tavlin

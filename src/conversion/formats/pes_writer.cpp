@@ -13,6 +13,7 @@
 #include "conversion/formats/pec_block.h"
 #include "conversion/numbers.h"
 #include "conversion/thread_colours.h"
+#include "conversion/transforms.h"
 #include "platform/run_time_error.h"
 
 namespace tavlin {
@@ -45,9 +46,33 @@ int16_t RoundedShort(double value) {
 }
 
 // Whether this pass turns the steps clockwise: always in the third, in the first two
-// only for the 130 x 180 hoop, whose blocks hold the design turned.
+// only where the blocks hold the design turned.
 bool TurnsThisPass(const ConversionRun& run) {
-  return run.DesignTurned && (!run.settings.PESAbosulteFlag || run.HoopCode == kHoop130);
+  return run.DesignTurned && (!run.settings.PESAbosulteFlag || run.PesBlocksTurned);
+}
+
+// The hoops by size, 0.1 mm, as they lie: the hoop code each is written with.
+struct Hoop {
+  int16_t code;
+  int width, height;
+};
+constexpr Hoop kHoops[] = {
+    {kHoop100, 1000, 1000}, {kHoop130, 1300, 1800}, {kHoop160, 1600, 2600}, {kHoop160, 2000, 3000}};
+
+// The library's hoop: the smallest that holds the design's box as it lies; only where
+// none does, the smallest that holds it turned. The file places the design by the
+// middle of its box, so where it starts doesn't matter. False where none holds it.
+bool ChooseHoopByBox(ConversionRun& run, int width, int height) {
+  for (const bool turned : {false, true}) {
+    for (const Hoop& hoop : kHoops) {
+      if ((turned ? height : width) <= hoop.width && (turned ? width : height) <= hoop.height) {
+        run.HoopCode = hoop.code;
+        run.DesignTurned = turned;
+        return true;
+      }
+    }
+  }
+  return false;
 }
 
 // The first pass's head: the palette, the size from the source's head, the picture's
@@ -83,24 +108,36 @@ void ChooseHoop(ConversionRun& run) {
   PreparePecCanvas(pes.pictures->canvas);
 
   const int16_t plusX = pes.PlusX, minusX = pes.MinusX, plusY = pes.PlusY, minusY = pes.MinusY;
-  run.HoopCode = kHoop160;
-  run.DesignTurned = width / 10 > 160;
-  if (height <= 1800 && width <= 1300 && plusX <= 650 && minusX <= 650 && plusY <= 900 &&
-      minusY <= 900) {
-    run.HoopCode = kHoop130;
-    run.DesignTurned = false;
-  } else if (width <= 1800 && height <= 1300 && plusX <= 900 && minusX <= 900 && plusY <= 650 &&
-             minusY <= 650) {
-    run.HoopCode = kHoop130;
-    run.DesignTurned = true;
+  // The class sizes the hoop by twice the extents from the start as well, and turns a
+  // design that doesn't start in its middle where it would fit as it lies; its 130 x
+  // 180 blocks hold the design turned. The library's blocks always hold it as it is,
+  // and the PES section's transform says it is turned.
+  run.PesBlocksTurned = false;
+  if (run.settings.ReadsOtherWriters) {
+    if (!ChooseHoopByBox(run, pes.DesignWidth, pes.DesignHeight)) {
+      throw RunTimeError(kResultHoopTooSmall);
+    }
+    run.settings.TurnedToFit = run.DesignTurned;
+  } else {
+    run.HoopCode = kHoop160;
+    run.DesignTurned = width / 10 > 160;
+    if (height <= 1800 && width <= 1300 && plusX <= 650 && minusX <= 650 && plusY <= 900 &&
+        minusY <= 900) {
+      run.HoopCode = kHoop130;
+      run.DesignTurned = false;
+    } else if (width <= 1800 && height <= 1300 && plusX <= 900 && minusX <= 900 && plusY <= 650 &&
+               minusY <= 650) {
+      run.HoopCode = kHoop130;
+      run.DesignTurned = true;
+    }
+    if (width <= 1000 && height <= 1000 && plusX <= 500 && minusX <= 500 && plusY <= 500 &&
+        minusY <= 500) {
+      run.HoopCode = kHoop100;
+    }
+    const bool fits = (width <= 2000 && height <= 3000) || (width <= 3000 && height <= 2000);
+    if (!fits) throw RunTimeError(kResultHoopTooSmall);
+    run.PesBlocksTurned = run.DesignTurned && run.HoopCode == kHoop130;
   }
-  if (width <= 1000 && height <= 1000 && plusX <= 500 && minusX <= 500 && plusY <= 500 &&
-      minusY <= 500) {
-    run.HoopCode = kHoop100;
-  }
-
-  const bool fits = (width <= 2000 && height <= 3000) || (width <= 3000 && height <= 2000);
-  if (!fits) throw RunTimeError(kResultHoopTooSmall);
   std::string& text = run.settings.HoopSizeText;
   switch (run.HoopCode) {
     case kHoop100: text = "100x100"; break;
@@ -140,8 +177,10 @@ std::string VersionHead(const ConversionRun& run) {
 }
 
 // The CEmbOne section and the CSewSeg section's head; the box, translation, size and
-// block count are filled in at the end of the pass.
-std::string SectionHeads() {
+// block count are filled in at the end of the pass. The transform takes a block point
+// (x, y), Y down, to (a x + c y, b x + d y): the library's turned design is turned by it
+// a quarter clockwise, as the PEC stream holds it.
+std::string SectionHeads(bool turned) {
   std::string s;
   Put2(s, 1);
   Put2(s, 0xFFFF);
@@ -149,7 +188,8 @@ std::string SectionHeads() {
   Put2(s, 7);
   s += "CEmbOne";
   s.append(16, '\0');
-  for (float f : {1.0f, 0.0f, 0.0f, 1.0f, 1000.0f, 1000.0f}) PutFloat(s, f);
+  const float a = turned ? 0.0f : 1.0f, b = turned ? 1.0f : 0.0f, c = turned ? -1.0f : 0.0f;
+  for (float f : {a, b, c, a, 1000.0f, 1000.0f}) PutFloat(s, f);
   Put2(s, 1);
   s.append(8 + 8, '\0');  // translation, size; eight bytes of zeros
   Put2(s, 50);
@@ -171,10 +211,29 @@ void StartStitchBlocks(ConversionRun& run) {
   pes.PrevPesX = pes.PrevPesY = 0;
   pes.UndoStep = false;
   pes.HaveOutput = false;
-  // The third pass turns a design the second leaves upright in the large hoop.
-  pes.PassesDrawAlike = !(run.DesignTurned && run.HoopCode != kHoop130);
+  // The third pass turns a design the second's blocks hold upright.
+  pes.PassesDrawAlike = !(run.DesignTurned && !run.PesBlocksTurned);
   run.dest.Seek(0);
-  run.WriteBytes(VersionHead(run) + SectionHeads());
+  run.WriteBytes(VersionHead(run) +
+                 SectionHeads(run.settings.ReadsOtherWriters && run.DesignTurned));
+}
+
+// The library's PEC stream starts where the source starts, so that a reader counts the
+// design from the same place: the needle stands at the source's start, the decoders
+// add no origin, and every step, the first jumps too, goes into the stream.
+void StartAtTheSourcesStart(ConversionRun& run) {
+  // Where the source's start lies in this pass's centred (and turned) positions.
+  StitchStep origin{run.OriginX, static_cast<int16_t>(-run.OriginY), KindJump};
+  std::swap(run.step, origin);
+  Rotate(run);
+  std::swap(run.step, origin);
+  run.OriginX = run.OriginY = 0;
+  run.PosX = origin.StepX;
+  run.PosY = -origin.StepY;
+  const PesWriterState& pes = run.Pes;
+  const bool across = TurnsThisPass(run);
+  StartPecStream(run, across ? pes.MeasuredHeight : pes.MeasuredWidth,
+                 across ? pes.MeasuredWidth : pes.MeasuredHeight);
 }
 
 void WritePesHead(ConversionRun& run) {
@@ -185,6 +244,7 @@ void WritePesHead(ConversionRun& run) {
       // The whole design's picture starts from the middle, as each colour's did.
       if (run.Pes.pictures) CanvasSetPixel(run.Pes.pictures->canvas, 15, 15, Ink::Black);
       run.dest.Seek(run.dest.Length());
+      if (run.settings.ReadsOtherWriters) StartAtTheSourcesStart(run);
       break;
     }
   }
@@ -427,7 +487,7 @@ bool EncodePesStep(ConversionRun& run, const Pixel& pixel) {
       pes.BlockPoints += 2;
       // Absolute points can be read ahead only where the blocks are not turned; a
       // long jump's first half leaves its second half to come.
-      if (!(run.DesignTurned && run.HoopCode == kHoop130) && !run.Splitting) SkipJumpRun(run);
+      if (!run.PesBlocksTurned && !run.Splitting) SkipJumpRun(run);
       pes.InJumpBlock = true;
     }
   }
@@ -476,6 +536,8 @@ void EndMeasuring(ConversionRun& run) {
     // The library took a head without sizes for an empty design only.
     throw RunTimeError(kDivisionByZero);
   }
+  pes.MeasuredWidth = run.MaxPosX - run.MinPosX;
+  pes.MeasuredHeight = run.MaxPosY - run.MinPosY;
   auto centre = [](double a, double b) { return (std::fabs(a) + std::fabs(b)) / 2 - b; };
   auto rounded = [](double v) { return RoundedShort(v + 0.1); };
   if (!TurnsThisPass(run)) {
@@ -604,7 +666,6 @@ const Codec kPesCodec = {
     .halvesLongSteps = true,
     .threadSource = ThreadSource::PecKeys,
     .describeHead = DescribePes,
-    .centresDesign = true,
 };
 
 }  // namespace tavlin
