@@ -79,7 +79,12 @@ int ConvertOne(const std::string& source, const std::string& dest, int maxStitch
       std::cerr << "tavlin: " << route.front() << " to " << route.back() << " by way of " << through << "\n";
     }
   }
-  const ConvertOptions options{.maxStitchLength = static_cast<int16_t>(maxStitch), .progress = ProgressBar()};
+  const ConvertOptions options{
+      .maxStitchLength = static_cast<int16_t>(maxStitch),
+      .progress = ProgressBar(),
+      .turnedToFit = [&dest] {
+        std::cerr << "tavlin: the design fits the hoop of " << dest << " only turned by a quarter: turned\n";
+      }};
   const std::error_code ec = Convert(source, dest, options);
   ClearProgressBar();
   if (ec) return Fail("cannot convert " + source + " to " + dest + ": " + InWords(ec, source));

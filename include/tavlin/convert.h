@@ -14,6 +14,10 @@ struct ConvertOptions {
   int16_t maxStitchLength = 50;
   // Called now and then with the work done and the whole; may be empty.
   std::function<void(double done, double total)> progress{};
+  // Called when the design fits the destination's largest hoop only turned by a
+  // quarter, and was so turned (a PES says so in its transform; reading it back turns
+  // the design back). May be empty.
+  std::function<void()> turnedToFit{};
 };
 
 // Why no conversion from the one file's format to the other's keeps a design ("QCD

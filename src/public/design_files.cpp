@@ -178,6 +178,7 @@ std::error_code Convert(const std::string& source, const std::string& dest,
     int16_t destType = route[step];
     std::string resolved;
     result = ConvertStitchFile(settings, sourceType, destType, from, made.back(), resolved);
+    if (result == 0 && settings.TurnedToFit && options.turnedToFit) options.turnedToFit();
     from = made.back();
   }
   // A companion file that a writer put beside its working file (EMD's thread list) goes

@@ -11,6 +11,7 @@
 
 #include "conversion/design_reader.h"
 #include "tavlin/convert.h"
+#include "tavlin/error.h"
 #include "tavlin/design.h"
 #include "test_support.h"
 
@@ -250,6 +251,11 @@ TEST(KsmHostile, TruncatedFilesKeepEveryWholeRecordBeforeTheCut) {
     const std::vector<Read> got = StepsOf(path, false);
     ASSERT_LE(got.size(), all.size()) << cut;
     EXPECT_TRUE(std::equal(got.begin(), got.end(), all.begin())) << cut;
+    // A cut inside the head leaves no design: the library says so.
+    if (cut < 512) {
+      EXPECT_EQ(Convert(path, dir / "cut.DST"), ConvertErrc::UnsoundSource) << cut;
+      continue;
+    }
     EXPECT_EQ(Convert(path, dir / "cut.DST").value(), 0) << cut;
     EXPECT_EQ(test::NeedlesOf(dir / "cut.DST"), test::NeedlesOf(path)) << cut;
   }
