@@ -196,18 +196,6 @@ TEST(KsmReading, OtherWritersEndJumpsWith0x18AndPairTheirColourChanges) {
   EXPECT_EQ(test::ReadBytes(dir / "class.DST").substr(515),
             DstRecord(KindJump, 5, 5) + DstRecord(KindStitch, 1, 2) +
                 DstRecord(KindJump, 3, -4) + DstRecord(KindJump, 1, 1) + kDstEnd);
-
-  // Only the pair is a change: 9C alone, 9B alone (as a sample ends), or 9B and 9C with
-  // another record between them are not.
-  test::WriteBytes(dir / "b.KSM",
-                   KsmFile(kOpening + kStitchesAhead + Record(1, 0) + Bytes({0, 0, 0x9C}) +
-                           Bytes({0, 0, 0x9B}) + Record(2, 0) + Bytes({0, 0, 0x9C}) +
-                           Bytes({0, 0, 0x9B}) + kEnd));
-  for (bool otherWriters : {false, true}) {
-    EXPECT_EQ(StepsOf(dir / "b.KSM", otherWriters),
-              (std::vector<Read>{{KindStitch, 1, 0, 1}, {KindJump, 2, 0, 1}}))
-        << otherWriters;
-  }
 }
 
 TEST(KsmReading, ThisSystemsKsmReadsAlikeThroughBothFaces) {

@@ -131,42 +131,33 @@ int32_t StartField(uint8_t high, uint8_t low) {
 }
 
 // The stitch head of the PEC block at `pecOffset`: the stream's byte count (which runs
-// from the head's last byte), the size, and the four bytes of the start. Leaves the file
-// at the stream's first byte; false where the block has no room for the head.
-struct StitchHead {
-  int32_t streamBytes = 0;
-  int32_t width = 0, height = 0;
-  uint8_t start[4] = {};
-};
-
-bool ReadStitchHead(ConversionRun& run, int64_t pecOffset, StitchHead& head) {
+// from the head's last byte) and the size into the reader, the four bytes of the start
+// into `start`. Leaves the file at the stream's first byte; false where the block has no
+// room for the head, which leaves an empty design.
+bool ReadStitchHead(ConversionRun& run, int64_t pecOffset, uint8_t start[4]) {
+  PesReading& r = run.pesReader;
+  r.PecOffset = pecOffset;
+  r.StreamBytes = 0;  // no stream there: the design is empty
   uint8_t h[kStitchHeadBytes];
   if (pecOffset < 0 || pecOffset + kStitchHeadAt + kStitchHeadBytes > run.source.Length() ||
       !ReadAt(run.source, pecOffset + kStitchHeadAt, h, kStitchHeadBytes)) {
     return false;
   }
-  head.streamBytes =
+  r.StreamBytes =
       WithinFile(run.source, int64_t{h[5]} * 65536 + h[4] * 256 + h[3] - kStitchHeadBytes);
-  head.width = h[10] * 256 + h[9];
-  head.height = h[12] * 256 + h[11];
-  std::memcpy(head.start, h + 17, 4);
+  r.PecWidth = h[10] * 256 + h[9];
+  r.PecHeight = h[12] * 256 + h[11];
+  std::memcpy(start, h + 17, 4);
   return true;
 }
 
 // The class's opening: the needle placed at the first stitch the head's start names.
 void OpenPecStream(ConversionRun& run, int64_t pecOffset) {
   PesReading& r = run.pesReader;
-  r.PecOffset = pecOffset;
-  StitchHead head;
-  if (!ReadStitchHead(run, pecOffset, head)) {
-    r.StreamBytes = 0;  // no stream there: the design is empty
-    return;
-  }
-  r.StreamBytes = head.streamBytes;
-  r.PecWidth = head.width;
-  r.PecHeight = head.height;
-  const int32_t startX = StartField(head.start[0], head.start[1]);
-  const int32_t startY = StartField(head.start[2], head.start[3]);
+  uint8_t start[4];
+  if (!ReadStitchHead(run, pecOffset, start)) return;
+  const int32_t startX = StartField(start[0], start[1]);
+  const int32_t startY = StartField(start[2], start[3]);
   // The start counts from the design's corner; the needle's position from its centre.
   const int16_t ax = Rounded16(startX - r.PecWidth / 2.0);
   const int16_t bx = Rounded16(startY - r.PecHeight + r.PecHeight / 2.0);
@@ -342,17 +333,10 @@ Opening OpeningOfStream(ConversionRun& run) {
 // a stitch that leaves it: a record of no length sews it itself, and a first move
 // leaves it unsewn.
 void OpenPecForOtherWriters(ConversionRun& run, int64_t pecOffset) {
-  PesReading& r = run.pesReader;
-  r.PecOffset = pecOffset;
-  StitchHead head;
-  if (!ReadStitchHead(run, pecOffset, head)) {
-    r.StreamBytes = 0;
-    return;
+  uint8_t start[4];
+  if (ReadStitchHead(run, pecOffset, start)) {
+    run.pesReader.StartStitch = OpeningOfStream(run) == Opening::Stitch;
   }
-  r.StreamBytes = head.streamBytes;
-  r.PecWidth = head.width;
-  r.PecHeight = head.height;
-  r.StartStitch = OpeningOfStream(run) == Opening::Stitch;
 }
 
 // Every PEC block opens with "LA:" and the design's name, closed by 0x0D at 19.
