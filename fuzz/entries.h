@@ -131,7 +131,7 @@ inline int FuzzFormats(const Scratch& scratch, const uint8_t* data, size_t size)
     if (!CodecOf(destCode).Writes()) continue;
     ConversionSettings settings(platform);
     settings.progress = &progress;
-    settings.ReadsOtherWriters = otherWriters;
+    settings.AsOtherProgramsDo = otherWriters;
     int16_t sourceType = source->code;
     int16_t destType = destCode;
     std::string resolved;

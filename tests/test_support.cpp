@@ -31,7 +31,7 @@ std::vector<Needle> ReadNeedles(const std::string& path, bool library, int16_t* 
   PlatformState platform;
   std::vector<Needle> steps;
   const int16_t code = ReadDesignSteps(
-      platform, path,
+      platform, ResolveStitchFile(path, library),
       [&steps](const DesignStep& s) {
         steps.push_back({std::lround(s.posX), std::lround(s.posY), static_cast<int16_t>(s.kind),
                          s.colour});
@@ -48,7 +48,7 @@ std::vector<Needle> ReadNeedles(const std::string& path, bool library, int16_t* 
 std::vector<Step> StepsOf(const std::string& path, bool library) {
   PlatformState platform;
   std::vector<Step> steps;
-  EXPECT_EQ(ReadDesignSteps(platform, path,
+  EXPECT_EQ(ReadDesignSteps(platform, ResolveStitchFile(path, library),
                             [&steps](const DesignStep& s) {
                               steps.push_back({static_cast<int16_t>(s.kind), s.x, s.y, s.colour});
                             },

@@ -188,8 +188,8 @@ std::vector<Step> StepsOf(const std::string& path, bool library);
 struct Converter {
   Converter() : shared(std::make_unique<SharedRecord>()) { shared->CurrentPB = progress; }
   int16_t operator()(const std::string& source, const std::string& dest) {
-    sourceType = FindFormatCode(source, shared->ReadsOtherWriters);
-    destType = FindFormatCode(dest, shared->ReadsOtherWriters);
+    sourceType = FindFormatCode(source, shared->AsOtherProgramsDo);
+    destType = FindFormatCode(dest, shared->AsOtherProgramsDo);
     return ConvertStitchFile(*shared, sourceType, destType, source, dest, resolved);
   }
   std::shared_ptr<RecordingProgress> progress = std::make_shared<RecordingProgress>();

@@ -22,8 +22,6 @@ struct FormatInfo {
   std::string readOnlyInto;  // "QEP QCD": the formats it is read only into; empty: any
   int64_t maxBytes = 0;      // the longest file the format can hold; 0: no limit
   std::string name;          // what people call it: the file end, else the family ("Emnet")
-  bool centresDesign = false;  // its files place the design by its centre: read back, the
-                               // needle path is the same, its start at the centre
 };
 
 // Every format code, in code order.

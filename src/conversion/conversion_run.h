@@ -54,9 +54,11 @@ struct ConversionSettings {
   // Out: the library turned the design a quarter to fit the destination's hoop (PES),
   // which the file records; read back, the design lies as it did.
   bool TurnedToFit = false;
-  // Decoders also read the layouts other programs write where they differ from the
-  // reference reading: the library API asks for it, the class keeps the reference.
-  bool ReadsOtherWriters = false;
+  // The run reads and writes files as other programs do where they differ from the
+  // reference: decoders also take the layouts other programs write, and writers leave
+  // out what other readers would sew as stray stitches. The library API and the command
+  // ask for it; the class keeps the reference, quirks included.
+  bool AsOtherProgramsDo = false;
   // What the last DOS read left for the thread-colour writer: the disc file the source
   // was copied from (an EMD's COL file lies beside it), and the HUS file whose threads
   // a run from its DST go-between takes. Empty: none.

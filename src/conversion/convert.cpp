@@ -151,7 +151,7 @@ void RunStream(ConversionRun& run, Progress& progress) {
   const Codec& dest = *run.Dest;
   const bool countColours = dest.countsColours;
   const bool moves = !source.carriesQepRecords && !dest.carriesQepRecords;
-  const bool movesTrims = moves && !dest.writesTrims && run.settings.ReadsOtherWriters;
+  const bool movesTrims = moves && !dest.writesTrims && run.settings.AsOtherProgramsDo;
   // The turns are chosen when the pass starts.
   const bool turns = run.PesTurned || run.TurnDesign || run.DesignTurned;
   bool haveStep = run.FirstStepReady;
@@ -292,7 +292,7 @@ int16_t ConvertForRecord(SharedRecord& shared, Progress* progress, int16_t& sour
   settings.LabelSource = shared.LabelSource;
   settings.LabelDest = shared.LabelDest;
   settings.progress = progress;
-  settings.ReadsOtherWriters = shared.ReadsOtherWriters;
+  settings.AsOtherProgramsDo = shared.AsOtherProgramsDo;
   settings.LastDosReadName = shared.LastDosReadName;
   settings.HusSourceName = shared.HusSourceName;
   const int16_t result =

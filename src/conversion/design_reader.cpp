@@ -24,13 +24,14 @@ class NullFile final : public FileBackend {
 
 }  // namespace
 
-int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
+int16_t ReadDesignSteps(PlatformState& platform, const StitchFile& file,
                         const std::function<void(const DecodedStep&)>& visit,
-                        bool readsOtherWriters, bool* ranOut) {
+                        bool asOtherProgramsDo, bool* ranOut) {
+  const std::string& path = file.path;
   ConversionSettings settings(platform);
-  settings.ReadsOtherWriters = readsOtherWriters;
+  settings.AsOtherProgramsDo = asOtherProgramsDo;
   ConversionRun run(settings);
-  run.OriginalSourceType = FindFormatCode(path, readsOtherWriters);
+  run.OriginalSourceType = file.Code();
   // A destination that asks nothing of the decoders.
   run.OriginalDestType = RefusedNameCodec().code;
   try {
@@ -71,23 +72,22 @@ int16_t ReadDesignSteps(PlatformState& platform, const std::string& path,
   return 0;
 }
 
-int64_t CountStitches(PlatformState& platform, const std::string& path) {
-  const Codec& codec = CodecOf(FindFormatCode(path, true));
+int64_t CountStitches(PlatformState& platform, const StitchFile& file) {
+  const Codec& codec = *file.codec;
   if (&codec == &RefusedNameCodec() || !codec.Reads()) return -1;
   int64_t stitches = 0;
   const int16_t result = ReadDesignSteps(
-      platform, path, [&stitches](const DecodedStep& step) { stitches += step.kind == StepKind::Stitch; },
+      platform, file, [&stitches](const DecodedStep& step) { stitches += step.kind == StepKind::Stitch; },
       true);
   return result == 0 ? stitches : -1;
 }
 
-std::string WhyUnsound(PlatformState& platform, const std::string& path) {
-  const Codec& codec = CodecOf(FindFormatCode(path, true));
+std::string WhyUnsound(PlatformState& platform, const StitchFile& source) {
+  const Codec& codec = *source.codec;
   const std::string name(codec.Name());
   try {
-    if (!FileExists(platform, path)) return "file not found";
-    BufferedFile file(OpenFile(platform, path));
-    const int64_t length = file.Length();
+    if (!FileExists(platform, source.path)) return "file not found";
+    const int64_t length = BufferedFile(OpenFile(platform, source.path)).Length();
     if (length == 0) return "the file is empty";
     if (codec.textHeader && length < 512) {
       return "the file has " + std::to_string(length) + " bytes, fewer than a " + name +
@@ -99,17 +99,18 @@ std::string WhyUnsound(PlatformState& platform, const std::string& path) {
   if (!codec.endsInRecord) return {};
   // A failure of the reading itself is the conversion's to say.
   bool ranOut = false;
-  const int16_t result = ReadDesignSteps(platform, path, [](const DecodedStep&) {}, true, &ranOut);
+  const int16_t result = ReadDesignSteps(platform, source, [](const DecodedStep&) {}, true, &ranOut);
   if (result == 0 && ranOut) {
     return "the file is cut short: its " + name + " stream ends before its end record";
   }
   return {};
 }
 
-SourceFacts ReadSourceFacts(PlatformState& platform, const std::string& path, int16_t colourIndex) {
+SourceFacts ReadSourceFacts(PlatformState& platform, const StitchFile& source, int16_t colourIndex) {
   SourceFacts facts;
-  const int16_t type = FindFormatCode(path);
-  const Codec& codec = CodecOf(type);
+  const std::string& path = source.path;
+  const int16_t type = source.Code();
+  const Codec& codec = *source.codec;
   try {
     if (!FileExists(platform, path)) return facts;
     BufferedFile file(OpenFile(platform, path));

@@ -157,15 +157,20 @@ std::vector<int16_t> RouteOf(int16_t sourceType, int16_t destType, std::string& 
 
 int16_t FindFormatCode(std::string_view fileName) { return FindFormatCode(fileName, true); }
 
-int16_t FindFormatCode(std::string_view fileName, bool readsOtherWriters) {
+int16_t FindFormatCode(std::string_view fileName, bool asOtherProgramsDo) {
   const std::string end =
       UpperCase(fileName.size() < 3 ? fileName : fileName.substr(fileName.size() - 3));
   for (const Codec* codec : kCodecs) {
-    if (codec->libraryOnly && !readsOtherWriters) continue;
+    if (codec->libraryOnly && !asOtherProgramsDo) continue;
     if (!codec->fileEnd.empty() && end == codec->fileEnd) return codec->code;
   }
   if (!end.empty() && end[0] == 'U') return kCodeUFile;
   return kCodeRefused;
+}
+
+StitchFile ResolveStitchFile(std::string path, bool asOtherProgramsDo) {
+  const int16_t code = FindFormatCode(path, asOtherProgramsDo);
+  return {std::move(path), &CodecOf(code)};
 }
 
 std::string ResolvePath(const std::string& path, int16_t code) {

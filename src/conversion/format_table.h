@@ -160,10 +160,6 @@ struct Codec {
   // A format the class's names never give (it reads such a name as refused): only the
   // library reads it (PEC).
   bool libraryOnly = false;
-  // Its files place the design by its centre, and a design read back is the same needle
-  // path with its start moved to the centre. No format this build reads does so: the
-  // PES and PEC readers count the design from its start, as their writer keeps it.
-  bool centresDesign = false;
   // Its writer keeps a trim as a trim, or as the jumps or drop that stand for one. The
   // class sews a trim as a stitch of no length in the others; the library moves it as a
   // jump there, so that no needle is added to the design.
@@ -211,9 +207,19 @@ DesignSize ScanDesignSize(BufferedFile& source, int16_t sourceType);
 
 // The code for a file name by its last three characters; -2 for a refused one.
 int16_t FindFormatCode(std::string_view fileName);
-// The same as a reading gives it: the class's names (`readsOtherWriters` false) know
+// The same as a reading gives it: the class's names (`asOtherProgramsDo` false) know
 // none of the formats only the library reads.
-int16_t FindFormatCode(std::string_view fileName, bool readsOtherWriters);
+int16_t FindFormatCode(std::string_view fileName, bool asOtherProgramsDo);
+
+// A stitch file's path with the format its name gives, resolved once where the path
+// enters (the command, a library call, a disc routine) and passed on with its codec, so
+// that nothing below turns the name back into a format.
+struct StitchFile {
+  std::string path;
+  const Codec* codec = nullptr;
+  int16_t Code() const { return codec->code; }
+};
+StitchFile ResolveStitchFile(std::string path, bool asOtherProgramsDo = true);
 
 // A path with a drive letter gets its format's extension, unless it has it already
 // (in any case) or is a working ".TMP" file; any other path stays as it is.

@@ -297,7 +297,7 @@ std::string Trimmed(const std::string& text) {
 // its own, looks beside that file.
 std::string EmdCompanionName(const ConversionRun& run) {
   const ConversionSettings& settings = run.settings;
-  if (!settings.LastDosReadName.empty() || !settings.ReadsOtherWriters) {
+  if (!settings.LastDosReadName.empty() || !settings.AsOtherProgramsDo) {
     return settings.LastDosReadName;
   }
   return run.ResolvedSource;
@@ -330,7 +330,7 @@ void WriteThreadColours(ConversionRun& run) {
     // palette again rather than refuse a design for colours it never had.
     const Palette palette = PesPalette();
     const int keys = static_cast<int>(palette.count);
-    if (run.ColourIndex > keys && !run.settings.ReadsOtherWriters) throw RunTimeError(kInvalidCall);
+    if (run.ColourIndex > keys && !run.settings.AsOtherProgramsDo) throw RunTimeError(kInvalidCall);
     for (int colour = 1; colour <= run.ColourIndex; ++colour) {
       threads.push_back(FromPalette(palette, (colour - 1) % keys + 1));
     }
@@ -343,7 +343,7 @@ void WriteThreadColours(ConversionRun& run) {
   }
   // The class writes an XXX's records for every colour even past the table's end, over
   // the stitches behind it; the library keeps the design.
-  if (run.settings.ReadsOtherWriters && threads.size() > static_cast<size_t>(table.capacity)) {
+  if (run.settings.AsOtherProgramsDo && threads.size() > static_cast<size_t>(table.capacity)) {
     threads.resize(static_cast<size_t>(table.capacity));
   }
   std::string bytes;

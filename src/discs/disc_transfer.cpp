@@ -39,7 +39,7 @@ int LowestFreeNumber(const std::function<bool(int)>& taken) {
 int16_t ConvertForDisc(SharedRecord& shared, const std::string& sourceFile,
                        std::string_view recordFormat, const std::string& workingPath) {
   int16_t destType = FindFormatCode(recordFormat);
-  int16_t sourceType = FindFormatCode(sourceFile, shared.ReadsOtherWriters);
+  int16_t sourceType = FindFormatCode(sourceFile, shared.AsOtherProgramsDo);
   if (sourceType < 0) return 2;
   std::string resolved;
   return ConvertStitchFile(shared, sourceType, destType, sourceFile, workingPath, resolved);

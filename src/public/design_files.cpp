@@ -37,24 +37,34 @@ std::vector<FormatInfo> StitchFormats() {
     formats.push_back({codec.code, std::string(codec.fileEnd), std::string(codec.extension),
                        std::string(codec.family), named && codec.Reads(), named && codec.Writes(),
                        typicalEnd, std::string(codec.readOnlyInto), codec.maxFileBytes,
-                       std::string(codec.Name()), codec.centresDesign});
+                       std::string(codec.Name())});
   }
   return formats;
 }
 
+namespace {
+
+std::error_code ReadResolved(const StitchFile& file,
+                             const std::function<void(const DesignStep&)>& visit) {
+  // A name that gives no format is not read as one.
+  if (!IsNamedFormat(*file.codec)) return ResultCode(kInvalidCall);
+  PlatformState platform;
+  return ResultCode(ReadDesignSteps(platform, file, visit, true));
+}
+
+}  // namespace
+
 std::error_code ReadDesign(const std::string& path,
                            const std::function<void(const DesignStep&)>& visit) {
-  // A name that gives no format is not read as one.
-  if (!IsNamedFormat(CodecOf(FindFormatCode(path)))) return ResultCode(kInvalidCall);
-  PlatformState platform;
-  return ResultCode(ReadDesignSteps(platform, path, visit, true));
+  return ReadResolved(ResolveStitchFile(path), visit);
 }
 
 std::error_code SummariseDesign(const std::string& path, DesignSummary& summary) {
+  const StitchFile file = ResolveStitchFile(path);
   summary = DesignSummary{};
-  summary.format = FindFormatCode(path);
+  summary.format = file.Code();
   int16_t colours = 1;
-  const std::error_code ec = ReadDesign(path, [&summary, &colours](const DesignStep& step) {
+  const std::error_code ec = ReadResolved(file, [&summary, &colours](const DesignStep& step) {
     colours = step.colour;
     summary.records += 1;
     if (step.kind == StepKind::Stitch) {
@@ -73,7 +83,7 @@ std::error_code SummariseDesign(const std::string& path, DesignSummary& summary)
   });
   if (ec) return ec;
   PlatformState platform;
-  SourceFacts facts = ReadSourceFacts(platform, path, colours);
+  SourceFacts facts = ReadSourceFacts(platform, file, colours);
   summary.threads = std::move(facts.threads);
   summary.hoop = std::move(facts.head.hoop);
   summary.version = std::move(facts.head.version);
@@ -101,14 +111,14 @@ bool PutInPlace(const std::string& working, const std::string& dest) {
 
 std::string WhyNotConvertible(const std::string& source, const std::string& dest) {
   std::string why;
-  RouteOf(FindFormatCode(source), FindFormatCode(dest), why);
+  RouteOf(ResolveStitchFile(source).Code(), ResolveStitchFile(dest).Code(), why);
   return why;
 }
 
 std::vector<std::string> ConversionRoute(const std::string& source, const std::string& dest) {
   std::string why;
   std::vector<std::string> names;
-  for (const int16_t code : RouteOf(FindFormatCode(source), FindFormatCode(dest), why)) {
+  for (const int16_t code : RouteOf(ResolveStitchFile(source).Code(), ResolveStitchFile(dest).Code(), why)) {
     const Codec& codec = CodecOf(code);
     names.emplace_back(codec.Name());
   }
@@ -119,9 +129,9 @@ namespace {
 
 // Whether a source that keeps CND's machine functions holds any: a destination that
 // doesn't keep them would sew their parameters as positions.
-bool HoldsFunctionRecords(const std::string& path) {
+bool HoldsFunctionRecords(const StitchFile& file) {
   bool found = false;
-  ReadDesign(path, [&found](const DesignStep& step) {
+  ReadResolved(file, [&found](const DesignStep& step) {
     const auto kind = static_cast<int16_t>(step.kind);
     if ((kind >= 4 && kind <= 19) || kind == 31) found = true;
   });
@@ -132,7 +142,7 @@ bool HoldsFunctionRecords(const std::string& path) {
 
 std::string WhySourceUnsound(const std::string& source) {
   PlatformState platform;
-  return WhyUnsound(platform, source);
+  return WhyUnsound(platform, ResolveStitchFile(source));
 }
 
 std::error_code Convert(const std::string& source, const std::string& dest,
@@ -144,15 +154,16 @@ std::error_code Convert(const std::string& source, const std::string& dest,
   if (options.maxStitchLength < 20 || options.maxStitchLength > 121) {
     return ResultCode(kInvalidCall);
   }
+  const StitchFile file = ResolveStitchFile(source);
   std::string why;
-  const std::vector<int16_t> route = RouteOf(FindFormatCode(source), FindFormatCode(dest), why);
+  const std::vector<int16_t> route = RouteOf(file.Code(), ResolveStitchFile(dest).Code(), why);
   if (route.size() < 2) return ConvertErrc::NoRoute;
-  if (!WhySourceUnsound(source).empty()) return ConvertErrc::UnsoundSource;
-  if (CodecOf(route.front()).keepsFunctionCodes && !CodecOf(route.back()).keepsFunctionCodes &&
-      HoldsFunctionRecords(source)) {
+  PlatformState platform;
+  if (!WhyUnsound(platform, file).empty()) return ConvertErrc::UnsoundSource;
+  if (file.codec->keepsFunctionCodes && !CodecOf(route.back()).keepsFunctionCodes &&
+      HoldsFunctionRecords(file)) {
     return ConvertErrc::FunctionRecords;
   }
-  PlatformState platform;
   ConversionSettings settings(platform);
   settings.MaxStitchLength = options.maxStitchLength;
   // A head that names its design (PES, VST) takes the destination's file name, as the
@@ -160,7 +171,7 @@ std::error_code Convert(const std::string& source, const std::string& dest,
   settings.DesignName = dest;
   settings.LabelSource = source;
   settings.LabelDest = dest;
-  settings.ReadsOtherWriters = true;
+  settings.AsOtherProgramsDo = true;
   CallbackProgress progress(options.progress);
   settings.progress = &progress;
   // Each step of the route writes a working file beside the destination; the last one

@@ -332,7 +332,7 @@ struct Disc::State {
       } catch (const RunTimeError&) {
       }
       record.CurrentPB.reset();
-      counts.push_back(result == 0 ? CountStitches(record.platform, working) : -1);
+      counts.push_back(result == 0 ? CountStitches(record.platform, ResolveStitchFile(working)) : -1);
       std::error_code ignored;
       fs::remove(working, ignored);
     }
@@ -357,7 +357,7 @@ std::unique_ptr<Disc> Disc::Open(const std::string& path, std::optional<DiscFami
   auto state = std::make_unique<State>();
   state->path = path;
   SharedRecord& record = state->record;
-  record.ReadsOtherWriters = true;
+  record.AsOtherProgramsDo = true;
   bool busy = false;
   state->lock = DiscLock::Take(path, waitMilliseconds, busy);
   if (busy) {
@@ -510,7 +510,7 @@ std::error_code Disc::Read(const DiscEntry& named, const std::string& dest,
   // A family that delivers one format gives it to a working file of that format, which
   // a conversion takes on to the destination's.
   const bool convertAfter =
-      !given.empty() && FindFormatCode(dest) != FindFormatCode(given);
+      !given.empty() && ResolveStitchFile(dest).codec != ResolveStitchFile(given).codec;
   const std::string working = WorkingPathBeside(dest, convertAfter ? given : std::string());
   record.CurrentPB = std::make_shared<CallbackProgress>(convertAfter ? nullptr : progress);
   const int16_t result = family.read(record, entry.line + 1, OnDrive(entry.name), working);

@@ -91,6 +91,7 @@ std::string ResultText(int code) {
     case kResultHoopTooSmall: return "the design does not fit the format's largest hoop";
     case kResultOutOfRange: return "a position lies outside the format's coordinate range";
     case kServiceCannotConvert: return "no conversion between these two formats";
+    case kResultNotThisFormat: return "the file is not of the format its name gives";
     default: return RunTimeCodeText(code);
   }
 }

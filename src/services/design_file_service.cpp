@@ -69,8 +69,8 @@ void VBWriteFile(SharedRecord& shared, const std::string& destPath) {
     Record(state, kFileNotFound);
     return;
   }
-  int16_t sourceType = FindFormatCode(state.loadedPath, shared.ReadsOtherWriters);
-  int16_t destType = FindFormatCode(destPath, shared.ReadsOtherWriters);
+  int16_t sourceType = FindFormatCode(state.loadedPath, shared.AsOtherProgramsDo);
+  int16_t destType = FindFormatCode(destPath, shared.AsOtherProgramsDo);
   const Codec& source = CodecOf(sourceType);
   const Codec& dest = CodecOf(destType);
   if (!IsNamedFormat(source) || !IsNamedFormat(dest) || !source.Reads() || !dest.Writes()) {

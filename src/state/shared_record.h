@@ -67,9 +67,9 @@ struct SharedRecord {
   // COL file from beside the one and a HUS design's threads from the other.
   std::string LastDosReadName;
   std::string HusSourceName;
-  // Conversions on this record read the layouts other programs write too: on for the
-  // records of the library API, off for the class's.
-  bool ReadsOtherWriters = false;
+  // Conversions on this record read and write as other programs do: on for the records
+  // of the library API, off for the class's.
+  bool AsOtherProgramsDo = false;
   // The library's design file behind a disc write, whose name a text header's label
   // carries where the write converts by way of working files (empty: the run's source).
   std::string LabelSource;

@@ -53,7 +53,7 @@ std::string EndRecordOf(const Codec& codec, const std::string& scratch) {
   test::WriteBytes(scratch, std::string(512, ' '));
   PlatformState platform;
   ConversionSettings settings(platform);
-  settings.ReadsOtherWriters = true;  // as the library writes the file
+  settings.AsOtherProgramsDo = true;  // as the library writes the file
   ConversionRun run(settings);
   run.SetTypes(kCodeDst, codec.code);
   run.dest = BufferedFile(OpenFile(platform, scratch));

@@ -94,7 +94,7 @@ std::vector<int16_t> KindsOf(const std::string& path, bool otherWriters) {
   PlatformState platform;
   std::vector<int16_t> kinds;
   EXPECT_EQ(ReadDesignSteps(
-                platform, path,
+                platform, ResolveStitchFile(path, otherWriters),
                 [&kinds](const DesignStep& s) { kinds.push_back(static_cast<int16_t>(s.kind)); },
                 otherWriters),
             0);

@@ -38,7 +38,7 @@ struct OpenedRun {
                      bool otherWriters = false)
       : settings(platform), run(settings) {
     settings.PESAbosulteFlag = blocks;
-    settings.ReadsOtherWriters = otherWriters;
+    settings.AsOtherProgramsDo = otherWriters;
     run.SetTypes(kCodePes, destType);
     run.source = BufferedFile(OpenFile(platform, path));
     OpenPesSource(run);
@@ -382,7 +382,7 @@ TEST(PecFile, TheClassReadsAPecNameAsARefusedOne) {
   record.CurrentPB = std::make_shared<test::RecordingProgress>();
   EXPECT_EQ(DosWrite(record, dir / "star.PEC", dir / "d.DST"), 2);
   EXPECT_FALSE(std::filesystem::exists(dir / "d.DST"));
-  record.ReadsOtherWriters = true;
+  record.AsOtherProgramsDo = true;
   EXPECT_EQ(DosWrite(record, dir / "star.PEC", dir / "d.DST"), 0);
   EXPECT_EQ(StitchesOf(dir / "d.DST").size(), 2550u);
 }

@@ -222,7 +222,7 @@ struct LibraryRun {
     ConversionSettings settings(platform);
     test::RecordingProgress progress;
     settings.progress = &progress;
-    settings.ReadsOtherWriters = true;
+    settings.AsOtherProgramsDo = true;
     settings.DesignName = to;
     int16_t sourceType = FindFormatCode(from), destType = FindFormatCode(to);
     std::string resolved;

@@ -252,7 +252,7 @@ TEST(ThreadTable, AnXxxGivesARecordForEachColourPastTheTableForTheClassOnly) {
   for (int i = 0; i < 140; ++i) xxx += Bytes({0, 7, 7, 7});
   for (bool library : {false, true}) {
     DirectRun run(dir, "a.XXX", xxx, library ? "lib.QEP" : "class.QEP", 600);
-    run.settings.ReadsOtherWriters = library;
+    run.settings.AsOtherProgramsDo = library;
     run.run.ColourIndex = 140;
     const std::string qep = run.Write();
     const size_t threads = library ? 128 : 140;
@@ -279,7 +279,7 @@ TEST(ThreadTable, AnEmdsColFileIsBesideTheLastDosReadForTheClass) {
   };
   for (const Case& c : cases) {
     DirectRun run(dir, "own.EMD", std::string(52, '\0'), "a.QEP", 512);
-    run.settings.ReadsOtherWriters = c.library;
+    run.settings.AsOtherProgramsDo = c.library;
     run.settings.LastDosReadName = c.lastRead;
     EXPECT_EQ(run.Write().substr(113, 3), c.table) << c.library << " " << c.lastRead;
   }
@@ -369,7 +369,7 @@ TEST(ThreadTable, TheSamplesThreads) {
       {"Star.DST", 2, 0, {}, {}},
   };
   for (const Case& c : cases) {
-    const SourceFacts facts = ReadSourceFacts(platform, samples + "/" + c.name, c.colours);
+    const SourceFacts facts = ReadSourceFacts(platform, ResolveStitchFile(samples + "/" + c.name), c.colours);
     ASSERT_EQ(facts.threads.size(), c.threads) << c.name;
     if (c.threads == 0) continue;
     EXPECT_EQ(facts.threads.front(), c.first) << c.name;

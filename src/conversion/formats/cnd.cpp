@@ -123,7 +123,7 @@ void EncodeCnd(ConversionRun& run) {
   b[0] |= kMacroType;
   // A QEP's needle codes change the colour too: the class writes them as a macro of no
   // meaning, which a reader skips; the library as the colour change they are.
-  if (IsNeedleKind(static_cast<int16_t>(code)) && run.settings.ReadsOtherWriters) code = 19;
+  if (IsNeedleKind(static_cast<int16_t>(code)) && run.settings.AsOtherProgramsDo) code = 19;
   switch (code) {
     case 2:
     case 19: b[1] = 0x2D; break;

@@ -77,7 +77,7 @@ Decoded DecodeDsb(ConversionRun& run) {
   run.step.StepX = Signed(r[2] & 0x7F, (r[0] & 0x20) != 0);
   const int code = r[0] & 0x1F;
   bool none = false;
-  if (run.settings.ReadsOtherWriters && DsbRole(r, none) == RecordRole::NeedleOrStop) {
+  if (run.settings.AsOtherProgramsDo && DsbRole(r, none) == RecordRole::NeedleOrStop) {
     if (!ChangesColourHere(run, DsbRole, false)) return MoveOrNothing(run);
     run.NextColour();
     // A destination that keeps needles gets 23 to 30 for needles 1 to 8.
@@ -93,7 +93,7 @@ Decoded DecodeDsb(ConversionRun& run) {
     // A destination that keeps needles gets 23 to 30.
     run.step.StepKind = run.Dest->keepsNeedles ? static_cast<int16_t>((r[0] & 0x0F) + 15)
                                                  : int16_t{KindColour};
-  } else if (code == kDsbTrimCode && run.settings.ReadsOtherWriters) {
+  } else if (code == kDsbTrimCode && run.settings.AsOtherProgramsDo) {
     ReadTrim(run);
   }
   return Decoded::Step;
@@ -123,7 +123,7 @@ void WriteUFileHead(ConversionRun& run) { WriteRepeated(run, 0, 256); }
 Decoded DecodeDsz(ConversionRun& run) {
   uint8_t r[3];
   if (!run.ReadRecord(r, 3) || r[2] == 0x90) return Decoded::End;
-  const bool otherWriters = run.settings.ReadsOtherWriters;
+  const bool otherWriters = run.settings.AsOtherProgramsDo;
   if (otherWriters && r[2] == kDszOtherEnd) return Decoded::End;
   ReadDszMovement(r, run.step);
   const int code = r[2] & 0x1F;

@@ -68,7 +68,7 @@ void WriteEmdHead(ConversionRun& run) {
   // The class's jump mark takes the next pair for its movement. A source with a thread
   // table in its head (VST, QEP) gives a step of no movement first, so that its first
   // record keeps its kind.
-  if (run.Source->threadTable.Present() && !run.settings.ReadsOtherWriters) {
+  if (run.Source->threadTable.Present() && !run.settings.AsOtherProgramsDo) {
     run.step = StitchStep{};
     run.FirstStepReady = true;
   }
@@ -87,7 +87,7 @@ bool AtTheMark(const ConversionRun& run) { return run.dest.Length() == kEmdStrea
 // opens with a stitch gets a jump of no movement ahead of it.
 void EncodeEmd(ConversionRun& run) {
   const int16_t kind = run.step.StepKind;
-  if (run.settings.ReadsOtherWriters) {
+  if (run.settings.AsOtherProgramsDo) {
     if (ChangesColourKind(kind)) {
       if (run.step.StepX != 0 || run.step.StepY != 0) {
         WriteControl(run, kEmdJump);

@@ -81,7 +81,7 @@ Decoded DecodeEmnet(ConversionRun& run) {
     // The needle is a change of colour too: the library counts it, as DSZ's is counted,
     // unless the destination keeps needles and counts it when it reads them back. The
     // class leaves the count as it stands.
-    if (run.settings.ReadsOtherWriters && !run.Dest->keepsNeedles) run.NextColour();
+    if (run.settings.AsOtherProgramsDo && !run.Dest->keepsNeedles) run.NextColour();
   }
   return Decoded::Step;
 }

@@ -83,7 +83,7 @@ constexpr uint8_t k10oOtherEnd = 0x07;
 
 Decoded Decode10o(ConversionRun& run) {
   uint8_t r[3];
-  const bool otherWriters = run.settings.ReadsOtherWriters;
+  const bool otherWriters = run.settings.AsOtherProgramsDo;
   for (;;) {
     if (!run.ReadRecord(r, 3)) return Decoded::End;
     if (!otherWriters) break;
@@ -126,7 +126,7 @@ void Encode10o(ConversionRun& run) {
 // other programs do, with their end code, which their readers and the library take for
 // the end, and the class for a colour change.
 void End10o(ConversionRun& run) {
-  run.WriteBytes(run.settings.ReadsOtherWriters ? std::string_view("\x87\x00\x00", 3)
+  run.WriteBytes(run.settings.AsOtherProgramsDo ? std::string_view("\x87\x00\x00", 3)
                                                 : std::string_view("\x00\x00\x00", 3));
 }
 

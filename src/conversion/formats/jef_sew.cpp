@@ -103,7 +103,7 @@ DesignSize ScanSource(ConversionRun& run, JanomeWriter& writer) {
 // change, as a stitch there and a change of no movement. The library writes it as any
 // other, the change carrying its movement, so that no stitch is added to the design.
 bool StitchesQepColourMove(const ConversionRun& run) {
-  return run.Source == &kQepCodec && !run.settings.ReadsOtherWriters;
+  return run.Source == &kQepCodec && !run.settings.AsOtherProgramsDo;
 }
 
 void WritePair(ConversionRun& run, const StitchStep& step) {
@@ -372,7 +372,7 @@ void WriteSewHead(ConversionRun& run) {
   run.SewStartPending = true;
   run.SewStartX = static_cast<int16_t>(turned ? -97 : 170);
   run.SewStartY = static_cast<int16_t>(turned ? -170 : -97);
-  if (turned && run.settings.ReadsOtherWriters) {
+  if (turned && run.settings.AsOtherProgramsDo) {
     run.PosX = -170;
     run.PosY = -97;
   }
@@ -384,7 +384,7 @@ void WriteSewHead(ConversionRun& run) {
   const int across = byHeight ? height : width;
   if (across != 0) {
     writer.scale = (byHeight ? 90.0 : 128.0) / across;
-  } else if (run.settings.ReadsOtherWriters && run.Source->scanSize != nullptr) {
+  } else if (run.settings.AsOtherProgramsDo && run.Source->scanSize != nullptr) {
     writer.scale = 1;
   } else {
     throw RunTimeError(kDivisionByZero);
@@ -409,7 +409,7 @@ void StorePictures(ConversionRun& run, JanomeWriter& writer, int slot) {
   if (run.PrevKind == KindColour || run.ColourIndex > kSewColours) {
     // Two changes in a row are one; a thirteenth colour is sewn as the twelfth, which
     // the library, whose designs arrive whole or not at all, refuses.
-    if (run.ColourIndex > kSewColours && run.settings.ReadsOtherWriters) {
+    if (run.ColourIndex > kSewColours && run.settings.AsOtherProgramsDo) {
       throw RunTimeError(kSubscriptOutOfRange);
     }
     run.ColourIndex = static_cast<int16_t>(run.ColourIndex - 1);

@@ -77,7 +77,7 @@ Decoded DecodeKsm(ConversionRun& run) {
   const int code = r[2] & 0x1F;
   const bool moves = (r[0] & 0x7F) != 0 || (r[1] & 0x7F) != 0;
   ReadDszMovement(r, run.step);
-  if (run.settings.ReadsOtherWriters) {
+  if (run.settings.AsOtherProgramsDo) {
     bool jumpMode = run.KsmRead;
     const RecordRole role = KsmRole(r, jumpMode);
     run.KsmRead = jumpMode;

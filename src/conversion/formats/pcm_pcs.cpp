@@ -74,7 +74,7 @@ int16_t Signed16(const uint8_t bytes[2]) {
   return static_cast<int16_t>(bytes[0] | (bytes[1] << 8));
 }
 
-bool OtherWriters(const ConversionRun& run) { return run.settings.ReadsOtherWriters; }
+bool OtherWriters(const ConversionRun& run) { return run.settings.AsOtherProgramsDo; }
 
 // A colour record read: its colour byte goes to the slot of the colour it starts.
 void TakeColour(ConversionRun& run, uint8_t colour) {

@@ -145,7 +145,7 @@ void WritePecBlockHead(ConversionRun& run) {
 namespace {
 
 PecGroups GroupsOf(const ConversionRun& run) {
-  return run.settings.ReadsOtherWriters ? PecGroups::TwelveBit : PecGroups::Reference;
+  return run.settings.AsOtherProgramsDo ? PecGroups::TwelveBit : PecGroups::Reference;
 }
 
 void WriteLongJump(const ConversionRun& run, uint8_t* out, int x, int y) {
@@ -265,7 +265,7 @@ void EncodePecStep(ConversionRun& run) {
       return;
     }
   }
-  if (kind == KindColour && !pes.PecLeadIn && run.settings.ReadsOtherWriters) {
+  if (kind == KindColour && !pes.PecLeadIn && run.settings.AsOtherProgramsDo) {
     WriteChangeAsItStands(run);
     return;
   }
@@ -302,7 +302,7 @@ void EncodePecStep(ConversionRun& run) {
     // The long jump lands with a stitch of no movement. The class writes one also
     // behind a run of jumps that reached the limit; the library lets that run go on
     // without a stitch, which a reader would take for one the design doesn't have.
-    pes.LongJumpWritten = kind != KindJump || !run.settings.ReadsOtherWriters;
+    pes.LongJumpWritten = kind != KindJump || !run.settings.AsOtherProgramsDo;
     pes.JumpPending = false;
     WriteLongJump(run, out, x, -y);
     n = 4;
@@ -362,7 +362,7 @@ void WritePecTail(ConversionRun& run) {
   head += IntToBytes2(height);
   head += std::string_view("\xE0\x01\xB0\x01", 4);
   for (const int32_t at : {start(pes.PecStartX, width), start(pes.PecStartY, height)}) {
-    if (run.settings.ReadsOtherWriters) {
+    if (run.settings.AsOtherProgramsDo) {
       uint8_t field[2];
       PutTwelveBits(field, at, 0x90);
       head.append(reinterpret_cast<const char*>(field), 2);

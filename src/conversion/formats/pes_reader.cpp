@@ -8,7 +8,7 @@
 // stitch head counted from the design's corner, and a first record always taken for a
 // jump. Other programs write heads of many versions, fill the start fields by rules of
 // their own, begin the stream with a real stitch and store long values as plain 12-bit
-// numbers, so the library reads them by those rules instead (`ReadsOtherWriters`):
+// numbers, so the library reads them by those rules instead (`AsOtherProgramsDo`):
 // always the PEC stream, found by its opening where the offset misses it, the design
 // counted from the start with the stream's own first record, and turned back where
 // the PES section says the design lies otherwise.
@@ -497,7 +497,7 @@ void OpenPesForOtherWriters(ConversionRun& run) {
 
 void OpenPesSource(ConversionRun& run) {
   PesReading& r = run.pesReader;
-  r.OtherWriters = run.settings.ReadsOtherWriters;
+  r.OtherWriters = run.settings.AsOtherProgramsDo;
   if (r.OtherWriters) {
     OpenPesForOtherWriters(run);
     return;

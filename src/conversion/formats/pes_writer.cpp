@@ -98,7 +98,7 @@ void ChooseHoop(ConversionRun& run) {
     pes.Scale = kThumbnailSize / height;
     pes.ThumbOffsetX = static_cast<float>((kThumbnailSize - width * pes.Scale) / 2);
   } else {
-    if (width == 0 && !(run.settings.ReadsOtherWriters && !sized)) {
+    if (width == 0 && !(run.settings.AsOtherProgramsDo && !sized)) {
       throw RunTimeError(kDivisionByZero);
     }
     pes.Scale = width == 0 ? 0 : kThumbnailSize / width;
@@ -113,7 +113,7 @@ void ChooseHoop(ConversionRun& run) {
   // 180 blocks hold the design turned. The library's blocks always hold it as it is,
   // and the PES section's transform says it is turned.
   run.PesBlocksTurned = false;
-  if (run.settings.ReadsOtherWriters) {
+  if (run.settings.AsOtherProgramsDo) {
     if (!ChooseHoopByBox(run, pes.DesignWidth, pes.DesignHeight)) {
       throw RunTimeError(kResultHoopTooSmall);
     }
@@ -215,7 +215,7 @@ void StartStitchBlocks(ConversionRun& run) {
   pes.PassesDrawAlike = !(run.DesignTurned && !run.PesBlocksTurned);
   run.dest.Seek(0);
   run.WriteBytes(VersionHead(run) +
-                 SectionHeads(run.settings.ReadsOtherWriters && run.DesignTurned));
+                 SectionHeads(run.settings.AsOtherProgramsDo && run.DesignTurned));
 }
 
 // The library's PEC stream starts where the source starts, so that a reader counts the
@@ -244,7 +244,7 @@ void WritePesHead(ConversionRun& run) {
       // The whole design's picture starts from the middle, as each colour's did.
       if (run.Pes.pictures) CanvasSetPixel(run.Pes.pictures->canvas, 15, 15, Ink::Black);
       run.dest.Seek(run.dest.Length());
-      if (run.settings.ReadsOtherWriters) StartAtTheSourcesStart(run);
+      if (run.settings.AsOtherProgramsDo) StartAtTheSourcesStart(run);
       break;
     }
   }
@@ -511,7 +511,7 @@ void EncodePes(ConversionRun& run) {
   // The class writes both halves of a long step in the step's own kind: a long stitch
   // gains a needle in its middle, a long colour change becomes two. The library moves
   // the first half as a jump, as every other format moves the pieces before the last.
-  if (run.settings.ReadsOtherWriters && run.Splitting) run.step.StepKind = KindJump;
+  if (run.settings.AsOtherProgramsDo && run.Splitting) run.step.StepKind = KindJump;
   if (run.Pass == 3 && run.Pes.PassesDrawAlike) {
     EncodePecStep(run);
     return;
@@ -531,7 +531,7 @@ void EncodePes(ConversionRun& run) {
 // middle of the measured extent.
 void EndMeasuring(ConversionRun& run) {
   PesWriterState& pes = run.Pes;
-  if (run.settings.ReadsOtherWriters && pes.HeadChosen && pes.Scale == 0 &&
+  if (run.settings.AsOtherProgramsDo && pes.HeadChosen && pes.Scale == 0 &&
       (run.MaxPosX != run.MinPosX || run.MaxPosY != run.MinPosY)) {
     // The library took a head without sizes for an empty design only.
     throw RunTimeError(kDivisionByZero);
@@ -550,7 +550,7 @@ void EndMeasuring(ConversionRun& run) {
   // The pictures place the centred points from the first pass's least extent: the
   // class takes it as measured, which leaves a design that doesn't start in its middle
   // off the picture; the library takes it centred as the points are.
-  const bool centred = run.settings.ReadsOtherWriters;
+  const bool centred = run.settings.AsOtherProgramsDo;
   pes.MeasuredMinX = static_cast<float>(run.MinPosX + (centred && !TurnsThisPass(run) ? run.OriginX : 0));
   pes.MeasuredMinY = static_cast<float>(run.MinPosY + (centred && !TurnsThisPass(run) ? run.OriginY : 0));
   if (centred && TurnsThisPass(run)) {
@@ -604,7 +604,7 @@ void WritePecHead(ConversionRun& run) {
   double translation = 65536 - width / 2;
   // A design of no width has a translation of 65536, which the class can't write; the
   // library writes its 16 bits.
-  if (run.settings.ReadsOtherWriters && translation >= 65536) translation -= 65536;
+  if (run.settings.AsOtherProgramsDo && translation >= 65536) translation -= 65536;
   std::string placed;
   Put2(placed, translation);
   Put2(placed, height / 2);

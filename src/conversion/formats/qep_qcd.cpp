@@ -111,7 +111,7 @@ void EncodeQep(ConversionRun& run) {
   }
   // The class writes a trim's step kind as its code, which reads back as a stitch; the
   // library writes the trim function QEP reads.
-  if (kind == KindTrim && run.settings.ReadsOtherWriters) {
+  if (kind == KindTrim && run.settings.AsOtherProgramsDo) {
     WriteRecord(run, kFunctionRecord, kFunctionTrim, 0);
     return;
   }

@@ -78,7 +78,7 @@ void WriteVstHead(ConversionRun& run) {
 Decoded DecodeVst(ConversionRun& run) {
   uint8_t r[3];
   if (!run.ReadRecord(r, 3)) return Decoded::End;
-  const bool otherWriters = run.settings.ReadsOtherWriters;
+  const bool otherWriters = run.settings.AsOtherProgramsDo;
   const std::string_view ownTrim = run.Dest->drawnTrim.record;
   if (otherWriters && r[2] == kVstTrim && r[0] == 0 && r[1] == 0 && !ownTrim.empty()) {
     // The library gives a destination with a trim record of its own (VST, QEP) that
@@ -161,7 +161,7 @@ void EncodeVst(ConversionRun& run) {
   } else if (kind == KindTrim) {
     WriteVstRecord(run, 0, 0, kVstTrim);
     // The class sews the trim's step behind it; the library moves it, if at all.
-    if (run.settings.ReadsOtherWriters) {
+    if (run.settings.AsOtherProgramsDo) {
       if (x == 0 && y == 0) return;
       code = kVstJump;
     }

@@ -48,7 +48,7 @@ bool ReadMovement(ConversionRun& run) {
 }
 
 Decoded DecodeXxx(ConversionRun& run) {
-  const bool otherWriters = run.settings.ReadsOtherWriters;
+  const bool otherWriters = run.settings.AsOtherProgramsDo;
   uint8_t pair[2];
   for (;;) {
     if (!run.ReadRecord(pair, 2)) return Decoded::End;
@@ -110,7 +110,7 @@ void WriteCode(ConversionRun& run, uint8_t code, int16_t x, int16_t y) {
 // long jump, which both readings take for one.
 void WriteSummedJumps(ConversionRun& run) {
   if (!run.XxxPending) return;
-  const bool library = run.settings.ReadsOtherWriters;
+  const bool library = run.settings.AsOtherProgramsDo;
   if (library && (run.XxxSumX < INT16_MIN || run.XxxSumX > INT16_MAX ||
                   run.XxxSumY < INT16_MIN || run.XxxSumY > INT16_MAX)) {
     // The long form holds a signed 16-bit movement; more would come back the other way.
@@ -143,7 +143,7 @@ void EncodeXxx(ConversionRun& run) {
     return;
   }
   WriteSummedJumps(run);
-  if (run.settings.ReadsOtherWriters) {
+  if (run.settings.AsOtherProgramsDo) {
     // Every change is written as one, a needle's too, and a trim as the Singer
     // programs write it.
     if (ChangesColourKind(kind)) {
@@ -174,7 +174,7 @@ void EncodeXxx(ConversionRun& run) {
 // code. The class drops a jump still being summed; the library writes where the
 // needle goes.
 void EndXxx(ConversionRun& run) {
-  if (run.settings.ReadsOtherWriters) WriteSummedJumps(run);
+  if (run.settings.AsOtherProgramsDo) WriteSummedJumps(run);
   const int64_t trailerAt = run.dest.Position();
   std::string trailer("\x7F\x18\x00\x00\x7F\x7F\x00\x00\x00\x00", 10);
   for (const ThreadColour& thread : ColoursOfTheDesign(run)) {

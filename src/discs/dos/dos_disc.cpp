@@ -36,7 +36,7 @@ int16_t Convert(SharedRecord& shared, int16_t sourceType, int16_t destType,
   std::string resolved;
   std::string why;
   const std::vector<int16_t> route =
-      shared.ReadsOtherWriters ? RouteOf(sourceType, destType, why) : std::vector<int16_t>{};
+      shared.AsOtherProgramsDo ? RouteOf(sourceType, destType, why) : std::vector<int16_t>{};
   if (route.size() <= 2) return ConvertStitchFile(shared, sourceType, destType, source, dest, resolved);
   // The library's disc writes follow the routes that keep a design, as its conversions
   // do: a SEW from a DST goes by way of a QEP. Two working files take turns.
@@ -62,7 +62,7 @@ void WriteHusColourBytes(SharedRecord& shared, const std::string& sourceFile, in
   std::string indexes;
   {
     BufferedFile source(OpenFile(shared.platform, sourceFile));
-    const int16_t destType = FindFormatCode(destFile, shared.ReadsOtherWriters);
+    const int16_t destType = FindFormatCode(destFile, shared.AsOtherProgramsDo);
     indexes = ChooseThreadPalette(sourceType, destType, source);
   }
   BufferedFile dest(OpenFile(shared.platform, destFile));
@@ -81,8 +81,8 @@ int16_t DosWrite(SharedRecord& shared, const std::string& sourceFile, const std:
       SettleWait(shared.platform, shared.CurrentDrive);
     }
     if (sourceFile.empty()) return 2;
-    const int16_t sourceType = FindFormatCode(sourceFile, shared.ReadsOtherWriters);
-    const int16_t destType = FindFormatCode(destFile, shared.ReadsOtherWriters);
+    const int16_t sourceType = FindFormatCode(sourceFile, shared.AsOtherProgramsDo);
+    const int16_t destType = FindFormatCode(destFile, shared.AsOtherProgramsDo);
     if (!IsNamedFormat(CodecOf(sourceType))) return 2;
     if (OfTheService(destType)) {
       const ScopedWorkingFile dst(shared.platform, "$TEMP.DST");
@@ -114,14 +114,14 @@ int16_t DosRead(SharedRecord& shared, const std::string& sourceName, const std::
   struct ForgetAfterwards {
     SharedRecord& shared;
     ~ForgetAfterwards() {
-      if (!shared.ReadsOtherWriters) return;
+      if (!shared.AsOtherProgramsDo) return;
       shared.LastDosReadName.clear();
       shared.HusSourceName.clear();
     }
   } forget{shared};
   try {
-    const int16_t sourceType = FindFormatCode(sourceName, shared.ReadsOtherWriters);
-    const int16_t destType = FindFormatCode(destName, shared.ReadsOtherWriters);
+    const int16_t sourceType = FindFormatCode(sourceName, shared.AsOtherProgramsDo);
+    const int16_t destType = FindFormatCode(destName, shared.AsOtherProgramsDo);
     DeleteFile(shared.platform, destName);
     // The same format on both sides: the file is copied as it stands.
     if (LastThree(sourceName) == LastThree(destName)) {

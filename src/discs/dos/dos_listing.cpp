@@ -157,7 +157,7 @@ int16_t DosListEveryFile(SharedRecord& shared) {
     const std::vector<std::string> names = ListFiles(shared.platform, drive + "*.*");
     bool designs = false;
     for (const std::string& name : names) {
-      const int64_t stitches = CountStitches(shared.platform, drive + name);
+      const int64_t stitches = CountStitches(shared.platform, ResolveStitchFile(drive + name));
       designs = designs || stitches >= 0;
       char count[32];
       std::snprintf(count, sizeof count, "%8lld", static_cast<long long>(stitches));

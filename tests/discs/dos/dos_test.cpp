@@ -180,7 +180,7 @@ TEST(DosDesigns, TheLastReadsNamesStayForTheClassAndGoForTheLibrary) {
     EXPECT_EQ(shared.LastDosReadName, dir / "a.DST");
     EXPECT_EQ(shared.HusSourceName, "");
     // The library's read names its threads' files to its own conversion only.
-    shared.ReadsOtherWriters = true;
+    shared.AsOtherProgramsDo = true;
     ASSERT_EQ(DosRead(shared, dir / "a.DST", dir / "b.QEP"), 0);
     EXPECT_EQ(shared.LastDosReadName, "");
   });
