@@ -14,6 +14,8 @@ namespace tavlin {
 // Results besides 0 (done) and 1 (a name is empty, nothing touched).
 constexpr int16_t kResultHoopTooSmall = -100;
 constexpr int16_t kResultOutOfRange = -17005;
+// A head that doesn't fit its file, or a compressed stream that can't be decoded.
+constexpr int16_t kResultDamagedFile = -17010;
 
 // sourceType and destType are changed from T01/T03 to DST/DSB when a wrapper is read
 // or written. On any result but 0 and 1 the destination is deleted. A code with no
