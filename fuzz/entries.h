@@ -8,6 +8,9 @@
 //   image; one that imports is exported and imported again and must come back the same.
 //   Odd: the rest is an IMG.CFG that the FMC section is merged into twice; the second
 //   merge changes nothing.
+// lzh: the first two bytes give a length (little-endian), the rest is a compressed
+//   stream decoded to that length; a stream that decodes is compressed again, and that
+//   must decode to the same bytes.
 // disc families: the input lies over the directory and table area of an image of the
 //   family formatted and holding two designs; then every family lists and checks it, the
 //   disc is identified and listed, its first and last designs read, the first deleted
@@ -28,6 +31,7 @@
 #include <system_error>
 #include <vector>
 
+#include "compression/lzh_blocks.h"
 #include "conversion/convert.h"
 #include "conversion/format_table.h"
 #include "conversion/formats/formats.h"
@@ -309,6 +313,26 @@ inline void FuzzEmulators(const Scratch& scratch, const uint8_t* data, size_t si
     std::fprintf(stderr, "a second merge of the same section changed the IMG.CFG\n");
     std::abort();
   }
+}
+
+// ---- compressed streams ----
+
+// Gives whether the stream decoded.
+inline bool FuzzLzh(const uint8_t* data, size_t size) {
+  if (size < 2) return false;
+  const size_t length = data[0] | size_t{data[1]} << 8;
+  std::vector<uint8_t> plain;
+  try {
+    plain = LzhDecompress(std::span(data + 2, size - 2), length);
+  } catch (const DamagedStream&) {
+    return false;
+  }
+  const std::vector<uint8_t> packed = LzhCompress(plain);
+  if (LzhDecompress(packed, plain.size()) != plain) {
+    std::fprintf(stderr, "a decoded stream does not come back through the compressor\n");
+    std::abort();
+  }
+  return true;
 }
 
 }  // namespace tavlin::fuzz

@@ -6,7 +6,7 @@
 set -u
 cd "$(dirname "$0")/.."
 seconds=${FUZZ_SECONDS:-60}
-targets=${FUZZ_TARGETS:-"formats fmc fdr3 zsk dos emulators"}
+targets=${FUZZ_TARGETS:-"formats fmc fdr3 zsk dos emulators lzh"}
 build=${FUZZ_BUILD:-build-fuzz}
 jobs=${JOBS:-2}
 samples=${FUZZ_SAMPLES:-../shared/samples}
@@ -88,6 +88,10 @@ for t in $targets; do
     "$build/fuzz-seeds" "$samples" "$seeds" >/dev/null || exit 1
     dict=fuzz/formats.dict
     maxlen=32768
+  elif [ "$t" = lzh ]; then
+    # The seeds are the sample streams kept in tests/corpus/lzh.
+    dict=fuzz/lzh.dict
+    maxlen=8192
   elif [ "$t" = emulators ]; then
     emulator_seeds "$seeds"
     dict=fuzz/emulators.dict

@@ -86,6 +86,17 @@ TEST(CorpusReplay, EveryEmulatorFileImportsOrIsRefusedWithinItsLimit) {
   }
 }
 
+TEST(CorpusReplay, EveryCompressedStreamDecodesOrIsRefusedWithinItsLimit) {
+  const std::vector<fs::path> inputs = InputsOf("lzh");
+  ASSERT_GE(inputs.size(), 20u) << CorpusOf("lzh");
+  size_t decoded = 0;
+  for (const fs::path& input : inputs) {
+    SCOPED_TRACE(input.filename().string());
+    RunWithLimit(input, [&](const uint8_t* data, size_t size) { decoded += fuzz::FuzzLzh(data, size) ? 1 : 0; });
+  }
+  EXPECT_GE(decoded * 4, inputs.size());
+}
+
 class DiscCorpus : public ::testing::TestWithParam<DiscFamily> {};
 
 TEST_P(DiscCorpus, EveryDamagedDirectoryListsReadsAndWritesWithinItsLimit) {

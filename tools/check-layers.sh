@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The layers of src/ call one way, down this list:
-#   public -> discs -> services -> conversion -> pictures, tables -> state -> platform
+#   public -> discs -> services -> conversion -> pictures, tables, compression -> state -> platform
 # A file may include its own layer and the layers below it, never one above. No disc
 # family includes another family's folder. Format codes are named only by the codecs,
 # the registry and the frame's pass cases. The command sees the public headers alone.
@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 rank() {
   case "$1" in
     public) echo 0 ;; discs) echo 1 ;; services) echo 2 ;; conversion) echo 3 ;;
-    pictures|tables) echo 4 ;; state) echo 5 ;; platform) echo 6 ;; *) echo -1 ;;
+    pictures|tables|compression) echo 4 ;; state) echo 5 ;; platform) echo 6 ;; *) echo -1 ;;
   esac
 }
 failures=0

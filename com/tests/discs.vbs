@@ -124,6 +124,13 @@ Check fso.FileExists(work & "\dos-read.PES"), "dos: no PES read"
 Check t.HoopSize = "100x100", "dos: HoopSize after a PES is " & t.HoopSize
 Check t.ReadFromDisc(0, "A:\STAR.QEP", work & "\dos-read2.DST", 3, pb) = 0, "dos: ReadFromDisc into a DST"
 Check t.HoopSize = "", "dos: HoopSize after a DST is " & t.HoopSize
+' HUS goes through the design-file service: the star written as a HUS on the disc,
+' read back into a DST, and converted by ConvertFile.
+Check t.WriteToDisc(star, "A:\STAR.HUS", 3, pb) = 0, "dos: WriteToDisc of a HUS"
+Check t.ReadFromDisc(0, "A:\STAR.HUS", work & "\dos-hus.DST", 3, pb) = 0, "dos: ReadFromDisc of a HUS"
+Check t.ConvertFile(star, work & "\star.HUS") = 0, "ConvertFile to a HUS"
+Check t.ConvertFile(work & "\star.HUS", work & "\star-hus.DST") = 0, "ConvertFile from a HUS"
+Check fso.FileExists(work & "\star-hus.DST"), "ConvertFile: no DST made of the HUS"
 t.UnbindDrive 0
 
 ' A folder for drive B: works as a DOS disc.

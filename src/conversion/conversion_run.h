@@ -17,6 +17,8 @@ namespace tavlin {
 
 struct Codec;
 struct JanomeWriter;
+struct HusReading;
+struct HusWriting;
 
 // The step kinds as the frame's 16-bit fields hold them: the public StepKind's values.
 constexpr int16_t KindOf(StepKind kind) { return static_cast<int16_t>(kind); }
@@ -156,6 +158,11 @@ struct PassCounters {
   int16_t SewStartX = 0, SewStartY = 0;
   bool SewStartRead = false;
   std::shared_ptr<JanomeWriter> Janome;
+
+  // HUS and VIP (hus_vip.cpp): the three streams a source is read from side by side, and
+  // the records a destination gathers to compress at the end.
+  std::shared_ptr<HusReading> Hus;
+  std::shared_ptr<HusWriting> HusOut;
 
   // PES and PEC sources: which of the file's two streams is read (the stitch blocks of
   // the head, or the PEC stream), what is left of it, and where the needle starts.

@@ -17,6 +17,8 @@ constexpr int16_t kResultOutOfRange = -17005;
 // The library's own: a source whose bytes are not of the format its name gives (a ".PES"
 // without the "#PES" signature). The class reads whatever the bytes hold.
 constexpr int16_t kResultNotThisFormat = -17006;
+// A head that doesn't fit its file, or a compressed stream that can't be decoded.
+constexpr int16_t kResultDamagedFile = -17010;
 
 // sourceType and destType are changed from T01/T03 to DST/DSB when a wrapper is read
 // or written. On any result but 0 and 1 the destination is deleted. A code with no

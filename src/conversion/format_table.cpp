@@ -10,23 +10,12 @@ namespace tavlin {
 
 namespace {
 
-// The formats whose rules this build doesn't have yet: their names and extensions
-// only, so that names resolve and the command can say what it can't do.
-constexpr Codec kHus = {.code = kCodeHus, .fileEnd = "HUS", .extension = ".HUS",
-                        .family = "design-file service", .designService = true,
-                        .threadBytes = true, .palette = ThreadPalette::Hus,
-                        .threadSource = ThreadSource::HusFile};
-// No file end gives VIP's code: "VIP" is refused like any unknown end.
-constexpr Codec kVip = {.code = kCodeVip, .extension = ".VIP", .family = "none"};
-constexpr Codec kShv = {.code = kCodeShv, .fileEnd = "SHV", .extension = ".SHV",
-                        .family = "design-file service", .designService = true};
-
 // In code order; refused names first.
-constexpr std::array<const Codec*, 26> kCodecs = {
+constexpr std::array<const Codec*, 27> kCodecs = {
     &kRefusedCodec, &kDstCodec, &kDsbCodec, &kDszCodec, &kKsmCodec, &kQepCodec, &kT01Codec,
     &kCndCodec,     &kExpCodec, &kQcdCodec, &kT03Codec, &k10oCodec, &kEmnetCodec, &kVstCodec,
     &kXxxCodec,     &kEmdCodec, &kJefCodec, &kSewCodec, &kUFileCodec, &kPesCodec, &kPcmCodec,
-    &kPcsCodec,     &kHus,      &kVip,      &kShv,      &kPecCodec,
+    &kPcsCodec,     &kHusCodec, &kVipCodec, &kShvCodec, &kPecCodec, &kVp3Codec,
 };
 
 std::string UpperCase(std::string_view text) {

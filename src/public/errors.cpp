@@ -90,6 +90,7 @@ std::string ResultText(int code) {
     case 1: return "a file name is empty";
     case kResultHoopTooSmall: return "the design does not fit the format's largest hoop";
     case kResultOutOfRange: return "a position lies outside the format's coordinate range";
+    case kResultDamagedFile: return "the file is damaged: its head or its compressed stitch data can't be read";
     case kServiceCannotConvert: return "no conversion between these two formats";
     case kResultNotThisFormat: return "the file is not of the format its name gives";
     default: return RunTimeCodeText(code);

@@ -79,9 +79,9 @@ TEST(Command, FailuresAreOneLineAndLeaveTheDestinationAlone) {
   Outcome unknown = Tavlin(dir, "convert " + (dir / "wide.DST") + " " + (dir / "x.XYZ"));
   EXPECT_NE(unknown.exitCode, 0);
   EXPECT_NE(unknown.err.find("names no stitch format"), std::string::npos) << unknown.err;
-  Outcome closed = Tavlin(dir, "convert " + (dir / "wide.DST") + " " + (dir / "x.HUS"));
+  Outcome closed = Tavlin(dir, "convert " + (dir / "wide.DST") + " " + (dir / "x.SHV"));
   EXPECT_NE(closed.exitCode, 0);
-  EXPECT_NE(closed.err.find("does not write HUS"), std::string::npos) << closed.err;
+  EXPECT_NE(closed.err.find("does not write SHV"), std::string::npos) << closed.err;
 
   Outcome length = Tavlin(dir, "convert --max-stitch-length 200 a.DST b.DST");
   EXPECT_NE(length.exitCode, 0);
@@ -148,9 +148,9 @@ TEST(Command, PutsDesignsOnAnFmcDiscAndTakesThemOff) {
   // Nothing of the working files is left beside the output.
   EXPECT_FALSE(std::filesystem::exists(dir / ".back.DSB.tavlin.QEP"));
 
-  Outcome refused = Tavlin(dir, "disc read " + image + " --line 0 " + (dir / "back.HUS"));
+  Outcome refused = Tavlin(dir, "disc read " + image + " --line 0 " + (dir / "back.SHV"));
   EXPECT_NE(refused.exitCode, 0);
-  EXPECT_NE(refused.err.find("does not write HUS"), std::string::npos) << refused.err;
+  EXPECT_NE(refused.err.find("does not write SHV"), std::string::npos) << refused.err;
   Outcome missing = Tavlin(dir, "disc read " + image + " --line 3 " + (dir / "x.DST"));
   EXPECT_NE(missing.exitCode, 0);
   EXPECT_NE(missing.err.find("the listing has 1 line(s)"), std::string::npos) << missing.err;
@@ -182,7 +182,7 @@ TEST(Command, SaysWhyADiscWriteFails) {
   test::WriteBytes(dir / "a.HUS", "closed");
   Outcome closed = Tavlin(dir, "disc write " + image + " " + (dir / "a.HUS"));
   EXPECT_NE(closed.exitCode, 0);
-  EXPECT_NE(closed.err.find("does not read HUS"), std::string::npos) << closed.err;
+  EXPECT_NE(closed.err.find("the file is damaged"), std::string::npos) << closed.err;
 }
 
 }  // namespace

@@ -114,9 +114,9 @@ TEST(ConversionRuns, FailuresLeaveNoDestination) {
   EXPECT_EQ(convert(dir / "c.DST", dir / "d.DST"), kSubscriptOutOfRange);
   EXPECT_FALSE(std::filesystem::exists(dir / "d.DST"));
   // A format without rules in this build touches nothing.
-  test::WriteBytes(dir / "b.HUS", "keep");
-  EXPECT_EQ(convert(dir / "one.DST", dir / "b.HUS"), kInvalidCall);
-  EXPECT_EQ(test::ReadBytes(dir / "b.HUS"), "keep");
+  test::WriteBytes(dir / "b.SHV", "keep");
+  EXPECT_EQ(convert(dir / "one.DST", dir / "b.SHV"), kInvalidCall);
+  EXPECT_EQ(test::ReadBytes(dir / "b.SHV"), "keep");
 }
 
 // The first step of a run clears the host's hoop text and PES absolute, even when the

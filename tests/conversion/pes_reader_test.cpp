@@ -409,8 +409,8 @@ TEST(PecFile, InfoNamesAPecFileAndRefusesWhatThisBuildDoesNotRead) {
   EXPECT_NE(pec.out.find("format          PEC (code 24)"), std::string::npos) << pec.out;
   EXPECT_NE(pec.out.find("version         #PEC0001"), std::string::npos) << pec.out;
   EXPECT_NE(pec.out.find("stitches        2550"), std::string::npos) << pec.out;
-  test::WriteBytes(dir / "star.VIP", test::ReadBytes(test::Samples() + "/Star.VIP"));
-  const Outcome vip = Command(dir, "info " + (dir / "star.VIP"));
+  test::WriteBytes(dir / "star.TAP", test::ReadBytes(test::Samples() + "/Star.TAP"));
+  const Outcome vip = Command(dir, "info " + (dir / "star.TAP"));
   EXPECT_NE(vip.exitCode, 0);
   EXPECT_EQ(vip.out, "");
   EXPECT_EQ(std::count(vip.err.begin(), vip.err.end(), '\n'), 1) << vip.err;

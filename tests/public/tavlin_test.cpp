@@ -3,7 +3,9 @@
 
 #include <thread>
 
+#include "conversion/convert.h"
 #include "platform/run_time_error.h"
+#include "services/design_file_service.h"
 #include "state/shared_record.h"
 #include "tavlin/tavlin.h"
 #include "test_support.h"
@@ -97,7 +99,14 @@ TEST(TavlinObject, ConvertFileGoesThroughTheDesignFileService) {
     EXPECT_EQ(test::ReadBytes(dir / "b.DST").size(), 512u + 9u);
     // No progress object is needed, and the host's PESAbosulte is the run's business.
     EXPECT_EQ(ThreadSharedRecord().CurrentPB, nullptr);
-    EXPECT_NE(tavlin.ConvertFile(dir / "a.DST", dir / "b.HUS"), 0);
+    // HUS is the service's own: written, read back, and a damaged one refused with the
+    // reader's code. The class's names refuse VIP.
+    ASSERT_EQ(tavlin.ConvertFile(dir / "a.DST", dir / "b.HUS"), 0);
+    ASSERT_EQ(tavlin.ConvertFile(dir / "b.HUS", dir / "c.DST"), 0);
+    EXPECT_EQ(test::NeedlesOf(dir / "c.DST"), test::NeedlesOf(dir / "a.DST"));
+    test::WriteBytes(dir / "d.HUS", test::ReadBytes(dir / "b.HUS").substr(0, 50));
+    EXPECT_EQ(tavlin.ConvertFile(dir / "d.HUS", dir / "e.DST"), kResultDamagedFile);
+    EXPECT_EQ(tavlin.ConvertFile(dir / "a.DST", dir / "b.VIP"), kServiceCannotConvert);
   });
 }
 

@@ -1,6 +1,7 @@
 // The design-file service's six-step sequence, and its disc functions on a 720 KB image.
 #include <gtest/gtest.h>
 
+#include "conversion/convert.h"
 #include "services/design_file_service.h"
 #include "services/sector_service.h"
 #include "test_support.h"
@@ -26,12 +27,13 @@ TEST(DesignFileService, AFailureLeavesItsCodeAndNoFile) {
   test::TempDir dir;
   SharedRecord shared;
   test::WriteBytes(dir / "a.DST", DstFile({{KindStitch, 4, 4}}));
-  test::WriteBytes(dir / "a.HUS", "closed format");
-  EXPECT_EQ(RunDesignFileSequence(shared, dir / "a.DST", dir / "b.HUS"), kServiceCannotConvert);
-  EXPECT_EQ(RunDesignFileSequence(shared, dir / "a.HUS", dir / "b.DST"), kServiceCannotConvert);
+  test::WriteBytes(dir / "a.HUS", "not a design");
+  // A damaged HUS gives the reader's code; SHV is read, not written; the class's names
+  // refuse VIP.
+  EXPECT_EQ(RunDesignFileSequence(shared, dir / "a.HUS", dir / "b.DST"), kResultDamagedFile);
   EXPECT_EQ(RunDesignFileSequence(shared, dir / "a.DST", dir / "b.SHV"), kServiceCannotConvert);
   EXPECT_EQ(RunDesignFileSequence(shared, dir / "a.DST", dir / "b.VIP"), kServiceCannotConvert);
-  EXPECT_FALSE(std::filesystem::exists(dir / "b.HUS"));
+  EXPECT_FALSE(std::filesystem::exists(dir / "b.SHV"));
   EXPECT_FALSE(std::filesystem::exists(dir / "b.DST"));
   // The last step cleared the code for the next sequence.
   EXPECT_EQ(VBGetErrorCode(shared), 0);
@@ -42,9 +44,9 @@ TEST(DesignFileService, AFailureLeavesItsCodeAndNoFile) {
   EXPECT_EQ(RunDesignFileSequence(shared, dir / "wide.DST", dir / "b.DST"), kOverflow);
   EXPECT_FALSE(std::filesystem::exists(dir / "b.DST"));
   // Converting a file deletes an existing destination first.
-  test::WriteBytes(dir / "b.HUS", "old");
-  EXPECT_EQ(ConvertDesignFile(shared, dir / "a.DST", dir / "b.HUS"), kServiceCannotConvert);
-  EXPECT_FALSE(std::filesystem::exists(dir / "b.HUS"));
+  test::WriteBytes(dir / "b.SHV", "old");
+  EXPECT_EQ(ConvertDesignFile(shared, dir / "a.DST", dir / "b.SHV"), kServiceCannotConvert);
+  EXPECT_FALSE(std::filesystem::exists(dir / "b.SHV"));
 }
 
 TEST(DesignFileService, Formats720KDiscsAndWritesTheirSectors) {

@@ -30,6 +30,12 @@ extern const Codec kSewCodec;    // jef_sew.cpp
 extern const Codec kPesCodec;    // pes_writer.cpp
 extern const Codec kRefusedCodec;  // refused.cpp
 extern const Codec kPecCodec;    // pes_reader.cpp
+extern const Codec kHusCodec;    // hus_vip.cpp
+extern const Codec kVipCodec;    // hus_vip.cpp
+extern const Codec kShvCodec;    // shv.cpp
+extern const Codec kVp3Codec;    // vp3.cpp
+// Not a format of the class: the library reads the Viking and Pfaff machines' VP3.
+constexpr int16_t kCodeVp3 = 25;
 
 // A PES source (pes_reader.cpp): the opening that finds the stream to read and where
 // the needle starts, one record of it, and what the head says of version and hoop.

@@ -155,11 +155,16 @@ TEST(DosDesigns, RefusedSourcesAndTheServicesFormats) {
     test::WriteBytes(disc.dir / "a.VIP", "vip");
     EXPECT_EQ(disc.tavlin.WriteToDisc(disc.dir / "a.VIP", "A:\\A.DST", OtherDOS, disc.progress), 2);
     EXPECT_EQ(disc.tavlin.WriteToDisc("", "A:\\A.DST", OtherDOS, disc.progress), 2);
-    // HUS goes through the design-file service, which can't write it here.
+    // SHV goes through the design-file service, which reads it but doesn't write it.
     test::WriteBytes(disc.dir / "a.DST", test::ZigzagDst(10));
-    EXPECT_EQ(disc.tavlin.WriteToDisc(disc.dir / "a.DST", "A:\\A.HUS", OtherDOS, disc.progress),
+    EXPECT_EQ(disc.tavlin.WriteToDisc(disc.dir / "a.DST", "A:\\A.SHV", OtherDOS, disc.progress),
               1001);
-    EXPECT_FALSE(FileExists(ThreadSharedRecord().platform, "A:\\A.HUS"));
+    EXPECT_FALSE(FileExists(ThreadSharedRecord().platform, "A:\\A.SHV"));
+    // A HUS is written by the service through a DST, and read back the same way.
+    ASSERT_EQ(disc.tavlin.WriteToDisc(disc.dir / "a.DST", "A:\\A.HUS", OtherDOS, disc.progress), 0);
+    EXPECT_EQ(Get("A:\\A.HUS").substr(0, 4), Bytes({0x5D, 0xFC, 200, 0}));
+    ASSERT_EQ(disc.tavlin.ReadFromDisc(0, "A:\\A.HUS", disc.dir / "back.DST", OtherDOS, disc.progress), 0);
+    EXPECT_EQ(test::NeedlesOf(disc.dir / "back.DST"), test::NeedlesOf(disc.dir / "a.DST"));
     // A name no format knows: the file holds what the conversion wrote for it.
     ASSERT_EQ(disc.tavlin.WriteToDisc(disc.dir / "a.DST", "A:\\A.XYZ", OtherDOS, disc.progress), 0);
     EXPECT_EQ(Get("A:\\A.XYZ").size(), 512u + 3 * 12);
