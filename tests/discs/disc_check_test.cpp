@@ -4,13 +4,11 @@
 // too, and must find it clean exactly where the check does.
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
 #include <functional>
 #include <map>
 #include <random>
 
-#include "disc_fixture.h"
+#include "discs/disc_script.h"
 #include "services/platform_steps.h"
 
 namespace tavlin {
@@ -157,24 +155,6 @@ std::map<std::string, DiscReport> Claims(const std::string& image) {
   return claims;
 }
 
-// fsck.fat -n finds nothing but its banner and its summary. The class's own boot sector
-// has its start code where fsck.fat reads a label, which it then calls invalid; the
-// check holds that disc sound, so that complaint alone is no fault here.
-bool FsckClean(const test::TempDir& dir, const std::string& image) {
-  const std::string out = dir / "fsck.txt";
-  const int raw = std::system(("fsck.fat -n " + image + " >" + out + " 2>&1").c_str());
-  if (!WIFEXITED(raw) || WEXITSTATUS(raw) > 1) return false;
-  const std::string said = test::ReadBytes(out);
-  std::vector<std::string> lines;
-  for (size_t at = 0, end; at < said.size(); at = end + 1) {
-    end = std::min(said.find('\n', at), said.size());
-    const std::string line = said.substr(at, end - at);
-    const bool label = line.rfind("Label '", 0) == 0 || line == "  Auto-removing label from boot sector.";
-    if (!label && !line.empty() && line != "Leaving filesystem unchanged.") lines.push_back(line);
-  }
-  return lines.size() == 2 && lines.back().find(" files, ") != std::string::npos;
-}
-
 TEST(DiscCheck, EachDiscIsClaimedByItsOwnFamilyAloneAndItsDamageNamed) {
   const bool fsck = std::system("command -v fsck.fat >/dev/null 2>&1") == 0;
   for (const Row& row : kRows) {
@@ -208,7 +188,7 @@ TEST(DiscCheck, EachDiscIsClaimedByItsOwnFamilyAloneAndItsDamageNamed) {
     const auto size = static_cast<int64_t>(bytes.size());
     if (fsck && (size == ImageBytes(ImageFamily::Dos720) || size == ImageBytes(ImageFamily::Dos1440))) {
       const bool clean = claims.count("dos") == 1 && claims.at("dos").problems.empty();
-      EXPECT_EQ(FsckClean(dir, image), clean) << told << test::ReadBytes(dir / "fsck.txt");
+      EXPECT_EQ(test::FsckClean(dir, image), clean) << told << test::ReadBytes(dir / "fsck.txt");
     }
   }
 }

@@ -1,10 +1,11 @@
 // A failing disc, sector by sector: for a write, a delete and a format on a disc of each
-// family holding two designs, the k-th sector transfer of the operation fails (and so
-// does every later try at that same sector, as a bad sector would), for every k from the
-// first to the last the operation makes. After each, the operation must have answered
-// its documented code, the designs that stood must read back byte for byte, and the
-// next listing must succeed. A format that fails part way is the one exception: what
-// its listing then gives is counted in the table the test prints.
+// family holding two designs (and on a DOS disc a write that replaces a file), the k-th
+// sector transfer of the operation fails (and so does every later try at that same
+// sector, as a bad sector would), for every k from the first to the last the operation
+// makes. After each, the operation must have answered its documented code, the designs
+// that stood must read back byte for byte, the next listing must succeed, a DOS disc must
+// pass fsck.fat, and the next write must go through whole. A format that fails part way
+// is the one exception: what its listing then gives is counted in the table the test prints.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,7 +15,7 @@
 #include <optional>
 #include <tuple>
 
-#include "disc_fixture.h"
+#include "discs/disc_script.h"
 #include "platform/files.h"
 #include "platform/run_time_error.h"
 
@@ -40,9 +41,9 @@ constexpr Family kFamilies[] = {
 // A format that fails answers 1, for every family.
 constexpr int16_t kFormatFails = 1;
 
-enum class Operation { Write, Delete, Format };
+enum class Operation { Write, Replace, Delete, Format };
 const char* NameOf(Operation op) {
-  return op == Operation::Write ? "write" : op == Operation::Delete ? "delete" : "format";
+  return op == Operation::Write ? "write" : op == Operation::Replace ? "replace" : op == Operation::Delete ? "delete" : "format";
 }
 const char* NameOf(SectorOp op) {
   return op == SectorOp::Read ? "read" : op == SectorOp::Write ? "write" : "format";
@@ -146,6 +147,8 @@ class Sweep {
     switch (op) {
       case Operation::Write:
         return disc_.Write(test::ZigzagDst(900, 0, 0, 200), "new.DST", family_.dos ? "A:\\NEW.DST" : "");
+      case Operation::Replace:
+        return disc_.Write(test::ZigzagDst(1500), "new.DST", "A:\\SECOND.DST");
       case Operation::Delete:
         return disc_.tavlin.DeleteFromDisc(0, family_.dos ? "A:\\FIRST.DST" : "", family_.formatType);
       case Operation::Format:
@@ -155,7 +158,7 @@ class Sweep {
   }
 
   int16_t Fails(Operation op) const {
-    return op == Operation::Write ? family_.writeFails : op == Operation::Delete ? family_.deleteFails : kFormatFails;
+    return op == Operation::Delete ? family_.deleteFails : op == Operation::Format ? kFormatFails : family_.writeFails;
   }
 
   struct Row {
@@ -205,6 +208,8 @@ class Sweep {
           EXPECT_TRUE(holds == "as before" || holds == "as done") << holds << ListingText();
         }
         EXPECT_EQ(listed, 0);
+        EXPECT_TRUE(!family_.dos || test::FsckClean(disc_.dir, disc_.image));
+        EXPECT_EQ(result == 0 ? 0 : disc_.Write(test::ZigzagDst(50), "after.DST", family_.dos ? "A:\\AFTER.DST" : ""), 0);
       }
       ++row.outcomes["answers " + std::to_string(result) + ", listing " + std::to_string(listed) + ", " +
                      holds];
@@ -228,7 +233,8 @@ TEST_P(FaultSweepOf, EverySectorTransferOfAWriteADeleteAndAFormatFailsSafely) {
     Sweep sweep(family);
     sweep.Prepare();
     if (::testing::Test::HasFatalFailure()) return;
-    for (Operation op : {Operation::Write, Operation::Delete, Operation::Format}) {
+    for (Operation op : {Operation::Write, Operation::Replace, Operation::Delete, Operation::Format}) {
+      if (op == Operation::Replace && !family.dos) continue;
       const Sweep::Row row = sweep.SweepOf(op);
       EXPECT_GT(row.transfers, 0);
       std::string kinds;

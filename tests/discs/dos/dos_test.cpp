@@ -1,171 +1,99 @@
-// DOS machine discs and the telling apart of every family: images made by the format
-// routine, files put there by Tavlin and by mtools, and folders standing for discs.
+// DOS discs: the listing's figures, what a write refuses, the names a read leaves for the
+// class, and images judged by fsck.fat and mtools: filled until a write is refused, a
+// full root, a file rewritten through a failing sector, long names left by other
+// systems, and the dates of what we write.
 #include <gtest/gtest.h>
 
+#include <ctime>
+#include <map>
 
-#include "disc_fixture.h"
-#include "platform/files.h"
-#include "state/shared_record.h"
-#include "tavlin/convert.h"
-#include "tavlin/design.h"
+#include "discs/disc_script.h"
 #include "discs/dos/dos_disc.h"
+#include "platform/run_time_error.h"
 
 namespace tavlin {
 namespace {
 
-using test::Bytes;
 using test::OnFreshThread;
+using test::ScriptedDisc;
 
 void Put(const std::string& path, const std::string& bytes) {
-  PlatformState& platform = ThreadSharedRecord().platform;
-  DeleteFile(platform, path);
-  const std::unique_ptr<FileBackend> file = OpenFile(platform, path);
-  if (!bytes.empty()) file->WriteAt(0, bytes.data(), bytes.size());
+  const std::unique_ptr<FileBackend> file = OpenFile(ThreadSharedRecord().platform, path);
+  file->WriteAt(0, bytes.data(), bytes.size());
   file->Flush();
 }
 
-std::string Get(const std::string& path) {
-  const std::unique_ptr<FileBackend> file = OpenFile(ThreadSharedRecord().platform, path);
-  std::string bytes(static_cast<size_t>(file->Length()), '\0');
-  file->ReadAt(0, bytes.data(), bytes.size());
-  return bytes;
+// The files mtools sees, by name, with their bytes as mcopy gives them.
+std::map<std::string, std::string> FilesOf(const ScriptedDisc& disc) {
+  std::map<std::string, std::string> files;
+  std::istringstream listing(test::Mtools(disc.dir, "mdir -b -i " + disc.image + " ::"));
+  for (std::string line; std::getline(listing, line);) {
+    if (line.rfind("::/", 0) != 0) continue;
+    test::Mtools(disc.dir, "mcopy -o -n -i " + disc.image + " '::" + line.substr(3) + "' " + (disc.dir / "out"));
+    files[line.substr(3)] = test::ReadBytes(disc.dir / "out");
+  }
+  return files;
 }
 
-
-TEST(Identification, TheFirstProbeThatFindsAFileNamesADosDisc) {
-  OnFreshThread([] {
-    struct Case {
-      std::vector<const char*> files;
-      const char* format;
-    };
-    const std::vector<Case> cases = {
-        {{"A.KSM", "B.DST"}, "Tajima Disc"}, {{"A.KSM"}, "Pfaff"},
-        {{"A.TAP"}, "Happy Disc"},           {{"A.10O"}, "Toyota Disc"},
-        {{"DESIGN"}, "Emnet"},               {{"A.EXP"}, "Melco Premier"},
-        {{"A.XXX"}, "Singer"},               {{"A.EMD"}, "Elna"},
-        {{"A.JEF"}, "Janome"},               {{"A.SEW"}, "Janome"},
-        {{"A.U01"}, "Barudan DOS/2HD"},      {{"A.QEP"}, "Velmo Quick Expanded"},
-        {{"A.QCD"}, "Velmo Quick Condensed"}, {{"A.VST"}, "Midwest"},
-        {{"A.QSS"}, "DOS"},
-    };
-    for (const Case& c : cases) {
-      test::DiscImage disc(ImageFamily::Dos720, OtherDOS);
-      for (const char* name : c.files) Put(std::string("A:\\") + name, std::string(600, 'x'));
-      EXPECT_EQ(disc.tavlin.ReadDisc(), 0) << c.format;
-      EXPECT_EQ(disc.tavlin.Format(), c.format);
-      EXPECT_EQ(disc.tavlin.DiscType(), 4);
-    }
-    // A file the probes don't look for: nothing to list.
-    test::DiscImage other(ImageFamily::Dos720, OtherDOS);
-    Put("A:\\NOTES.TXT", "text");
-    EXPECT_EQ(other.tavlin.ReadDisc(), 2);
-    // A folder stands for a disc as well, without sectors; drive B: has its letter.
-    test::TempDir folder;
-    test::WriteBytes(folder / "STAR.DST", std::string(812, ' '));
-    BindDriveDirectory(1, folder.path().string());
-    Tavlin tavlin;
-    tavlin.SetDrive(1);
-    EXPECT_EQ(tavlin.ReadDisc(), 0);
-    EXPECT_EQ(tavlin.Format(), "Tajima Disc");
-  });
+// The figure mdir gives as "NNN NNN bytes free".
+int64_t MdirFreeBytes(const ScriptedDisc& disc) {
+  const std::string said = test::Mtools(disc.dir, "mdir -i " + disc.image + " ::");
+  int64_t value = 0;
+  for (size_t at = said.rfind('\n', said.find("bytes free")) + 1; at < said.find("bytes free"); ++at) {
+    if (std::isdigit(static_cast<unsigned char>(said[at]))) value = value * 10 + (said[at] - '0');
+  }
+  return value;
 }
 
 TEST(DosListing, LinesEstimatesAndFreeRoom) {
   OnFreshThread([] {
-    test::DiscImage disc(ImageFamily::Dos720, OtherDOS);
-    std::string dst = "LA:STAR RIGHT" + std::string(799, ' ');
-    Put("A:\\STAR.DST", dst);                        // (812 - 512) / 3 = 100, with its label
-    Put("A:\\A.VST", std::string(1024 + 30, 'v'));   // 10
-    Put("A:\\B.QEP", std::string(512 + 50, 'q'));    // 10
-    Put("A:\\C.JEF", std::string(100 + 20, 'j'));    // 10
-    Put("A:\\D.SEW", std::string(100, 's'));         // shorter than its header: negative
-    Put("A:\\E.DSK", std::string(512, ' '));         // exactly the header: 0, and a label
+    ScriptedDisc disc(ImageFamily::Dos720, OtherDOS);
+    Put("A:\\STAR.DST", "LA:STAR RIGHT" + std::string(799, ' '));  // (812 - 512) / 3 = 100, with its label
+    Put("A:\\A.VST", std::string(1024 + 30, 'v'));                 // 10
+    Put("A:\\B.QEP", std::string(512 + 50, 'q'));                  // 10
+    Put("A:\\C.JEF", std::string(100 + 20, 'j'));                  // 10
+    Put("A:\\D.SEW", std::string(100, 's'));                       // shorter than its header: negative
+    Put("A:\\E.DSK", std::string(512, ' '));                       // exactly the header: 0, and a label
     ASSERT_EQ(disc.tavlin.ReadDisc(), 0);
-    EXPECT_EQ(disc.tavlin.Format(), "Tajima Disc");
-    const std::vector<std::string> lines = disc.Lines();
-    ASSERT_EQ(lines.size(), 6u);
-    EXPECT_EQ(lines[0], "STAR.DST          100 - (STAR RIGHT  )");
-    EXPECT_EQ(lines[0].size(), 38u);
-    EXPECT_EQ(lines[1], "A.VST              10" + std::string(17, ' '));
-    EXPECT_EQ(lines[2].substr(13, 8), "      10");
-    EXPECT_EQ(lines[3].substr(13, 8), "      10");
-    EXPECT_EQ(lines[4].substr(13, 8), "   -3722");
-    EXPECT_EQ(lines[5], "E.DSK               0 - (" + std::string(12, ' ') + ")");
-    const int64_t bytes = 812 + 1054 + 562 + 120 + 100 + 512;
-    EXPECT_EQ(disc.tavlin.FreeStitches(), static_cast<int32_t>(243000 - bytes / 3.0));
-    EXPECT_EQ(ThreadSharedRecord().ListNames[1], "STAR.DST");
+    EXPECT_EQ(disc.Lines(), (std::vector<std::string>{"STAR.DST          100 - (STAR RIGHT  )",
+                                                      "A.VST              10" + std::string(17, ' '),
+                                                      "B.QEP              10" + std::string(17, ' '),
+                                                      "C.JEF              10" + std::string(17, ' '),
+                                                      "D.SEW           -3722" + std::string(17, ' '),
+                                                      "E.DSK               0 - (" + std::string(12, ' ') + ")"}));
+    EXPECT_EQ(disc.tavlin.FreeStitches(), static_cast<int32_t>(243000 - (812 + 1054 + 562 + 120 + 100 + 512) / 3.0));
   });
-}
-
-TEST(DosListing, The128thFileFailsTheListing) {
+  // A folder stands for a disc too, here in drive B:; its 128th file fails the listing.
   OnFreshThread([] {
     test::TempDir folder;
     for (int i = 0; i < 128; ++i) test::WriteBytes(folder / ("F" + std::to_string(i) + ".DST"), "x");
-    BindDriveDirectory(0, folder.path().string());
+    BindDriveDirectory(1, folder.path().string());
     Tavlin tavlin;
+    tavlin.SetDrive(1);
     EXPECT_EQ(tavlin.ReadDisc(), 1);
-    EXPECT_EQ(tavlin.Format(), "");
     std::filesystem::remove(folder / "F0.DST");
     EXPECT_EQ(tavlin.ReadDisc(), 0);
     EXPECT_EQ(tavlin.Format(), "Tajima Disc");
   });
 }
 
-TEST(DosDesigns, WriteReadAndDeleteAgreeWithMtools) {
+TEST(DosDesigns, WhatAWriteRefusesAndAReadCopies) {
   OnFreshThread([] {
-    test::DiscImage disc(ImageFamily::Dos720, OtherDOS);
-    // A design that mtools puts on the disc is listed, read and converted.
-    test::WriteBytes(disc.dir / "STAR.DST", test::ZigzagDst(400, 10, 10, 150));
-    test::Mtools(disc.dir, "mcopy -i " + disc.image + " " + (disc.dir / "STAR.DST") + " ::");
-    BindDriveImage(0, disc.image);
-    ASSERT_EQ(disc.tavlin.ReadDisc(), 0);
-    // A jump, 400 stitches, 2 colour changes and the end record.
-    EXPECT_EQ(disc.Lines()[0].substr(0, 21), "STAR.DST          404");
-    const std::string qep = disc.dir / "star.QEP";
-    ASSERT_EQ(disc.tavlin.ReadFromDisc(0, "A:\\STAR.DST", qep, OtherDOS, disc.progress), 0);
-    EXPECT_EQ(test::NeedlesOf(qep), test::NeedlesOf(disc.dir / "STAR.DST"));
-    // A design that Tavlin writes, in the format its name asks for, mtools lists and
-    // copies out as it stands.
-    ASSERT_EQ(disc.tavlin.WriteToDisc(disc.dir / "STAR.DST", "A:\\COPY.DSB", OtherDOS, disc.progress), 0);
-    EXPECT_EQ(ThreadSharedRecord().Own<DosState>().LastWriteName, "A:\\COPY.DSB");
-    const std::string listing = test::Mtools(disc.dir, "mdir -i " + disc.image + " ::");
-    EXPECT_NE(listing.find("COPY     DSB"), std::string::npos) << listing;
-    test::Mtools(disc.dir, "mcopy -n -i " + disc.image + " ::COPY.DSB " + (disc.dir / "out.DSB"));
-    BindDriveImage(0, disc.image);
-    EXPECT_EQ(test::ReadBytes(disc.dir / "out.DSB"), Get("A:\\COPY.DSB"));
-    EXPECT_EQ(test::NeedlesOf(disc.dir / "out.DSB"), test::NeedlesOf(disc.dir / "STAR.DST"));
+    ScriptedDisc disc(ImageFamily::Dos720, OtherDOS);
+    // HUS goes through the design-file service, which can't write it here; a name no
+    // format knows holds what the conversion wrote for it, as a DST.
+    ASSERT_TRUE(disc.Run("wVIP>A:\\A.DST=2 wNONE>A:\\A.DST=2 w10>A:\\A.HUS=1001 w10>A:\\A.XYZ"));
+    EXPECT_EQ(disc.Bytes().substr(test::SectorAt("0.0.8+0", 737280), 32).substr(28), IntToBytes4(512 + 3 * 12));
+    // Without a progress object the conversion stops with 91, and the disc is as it was.
+    const std::string before = disc.Bytes();
+    EXPECT_EQ(disc.tavlin.WriteToDisc(disc.written.back(), "A:\\B.DST", OtherDOS), 91);
+    EXPECT_EQ(disc.Bytes(), before);
     // The same format on both sides is a plain copy, "dst" and "DST" alike, design or not.
     Put("A:\\JUNK.DST", "not a design");
     ASSERT_EQ(disc.tavlin.ReadFromDisc(0, "A:\\JUNK.DST", disc.dir / "junk.dst", OtherDOS, disc.progress), 0);
     EXPECT_EQ(test::ReadBytes(disc.dir / "junk.dst"), "not a design");
-    // Deletes agree both ways; a missing file deletes without complaint.
-    EXPECT_EQ(disc.tavlin.DeleteFromDisc(0, "A:\\COPY.DSB", OtherDOS), 0);
-    EXPECT_EQ(disc.tavlin.DeleteFromDisc(0, "A:\\COPY.DSB", OtherDOS), 0);
-    test::Mtools(disc.dir, "mdel -i " + disc.image + " ::JUNK.DST");
-    BindDriveImage(0, disc.image);
-    ASSERT_EQ(disc.tavlin.ReadDisc(), 0);
-    EXPECT_EQ(disc.Lines().size(), 1u);
-    EXPECT_EQ(test::Mtools(disc.dir, "mdir -i " + disc.image + " ::").find("COPY"), std::string::npos);
-  });
-}
-
-TEST(DosDesigns, RefusedSourcesAndTheServicesFormats) {
-  OnFreshThread([] {
-    test::DiscImage disc(ImageFamily::Dos720, OtherDOS);
-    test::WriteBytes(disc.dir / "a.VIP", "vip");
-    EXPECT_EQ(disc.tavlin.WriteToDisc(disc.dir / "a.VIP", "A:\\A.DST", OtherDOS, disc.progress), 2);
-    EXPECT_EQ(disc.tavlin.WriteToDisc("", "A:\\A.DST", OtherDOS, disc.progress), 2);
-    // HUS goes through the design-file service, which can't write it here.
-    test::WriteBytes(disc.dir / "a.DST", test::ZigzagDst(10));
-    EXPECT_EQ(disc.tavlin.WriteToDisc(disc.dir / "a.DST", "A:\\A.HUS", OtherDOS, disc.progress),
-              1001);
-    EXPECT_FALSE(FileExists(ThreadSharedRecord().platform, "A:\\A.HUS"));
-    // A name no format knows: the file holds what the conversion wrote for it.
-    ASSERT_EQ(disc.tavlin.WriteToDisc(disc.dir / "a.DST", "A:\\A.XYZ", OtherDOS, disc.progress), 0);
-    EXPECT_EQ(Get("A:\\A.XYZ").size(), 512u + 3 * 12);
-    // Without a progress object the conversion stops with 91, and the disc is as it was.
-    EXPECT_EQ(disc.tavlin.WriteToDisc(disc.dir / "a.DST", "A:\\B.DST", OtherDOS), 91);
-    EXPECT_FALSE(FileExists(ThreadSharedRecord().platform, "A:\\B.DST"));
+    // A missing file deletes without complaint.
+    EXPECT_EQ(disc.tavlin.DeleteFromDisc(0, "A:\\NONE.DST", OtherDOS), 0);
   });
 }
 
@@ -179,24 +107,156 @@ TEST(DosDesigns, TheLastReadsNamesStayForTheClassAndGoForTheLibrary) {
     ASSERT_EQ(DosRead(shared, dir / "a.DST", dir / "a.QEP"), 0);
     EXPECT_EQ(shared.LastDosReadName, dir / "a.DST");
     EXPECT_EQ(shared.HusSourceName, "");
-    // The library's read names its threads' files to its own conversion only.
     shared.ReadsOtherWriters = true;
     ASSERT_EQ(DosRead(shared, dir / "a.DST", dir / "b.QEP"), 0);
     EXPECT_EQ(shared.LastDosReadName, "");
+    // A HUS written from a QEP takes its thread colours behind zero bytes.
+    std::string qep(512, ' ');
+    qep.replace(103, 2, IntToBytes2(2));
+    qep.replace(113, 6, test::Bytes({255, 0, 0, 0, 0, 0}));
+    test::WriteBytes(dir / "a.QEP", qep);
+    test::WriteBytes(dir / "b.HUS", std::string(60, '\x11'));
+    WriteHusColourBytes(shared, dir / "a.QEP", kCodeQep, dir / "b.HUS");
+    EXPECT_EQ(test::ReadBytes(dir / "b.HUS").substr(40, 6), test::Bytes({0x11, 0, 3, 0, 0, 0x11}));
   });
 }
 
-TEST(DosDesigns, HusColourBytesStandBehindZeroBytes) {
+TEST(DosSoundness, FilledUntilRefusedLosesNothing) {
+  for (const ImageFamily size : {ImageFamily::Dos720, ImageFamily::Dos1440}) {
+    OnFreshThread([size] {
+      ScriptedDisc disc(size, OtherDOS, true);
+      SharedRecord& shared = ThreadSharedRecord();
+      const int64_t empty = DosFreeBytes(shared), cluster = size == ImageFamily::Dos720 ? 1024 : 512;
+      EXPECT_EQ(empty, size == ImageFamily::Dos720 ? 713 * 1024 : 2847 * 512);
+      EXPECT_EQ(MdirFreeBytes(disc), empty);
+      EXPECT_TRUE(test::FsckClean(disc.dir, disc.image));
+      // Another program's file takes all but the room of eight designs and a bit.
+      const int64_t filler = empty - 42 * 1024 - 100;
+      test::WriteBytes(disc.dir / "FILLER.BIN", std::string(static_cast<size_t>(filler), 'f'));
+      test::Mtools(disc.dir, "mcopy -i " + disc.image + " " + (disc.dir / "FILLER.BIN") + " ::");
+      BindDriveImage(0, disc.image);
+      std::map<std::string, std::string> standing = FilesOf(disc);
+      int written = 0;
+      for (int16_t result = 0; result == 0;) {
+        const std::string name = "D" + std::to_string(written) + ".DST";
+        const int64_t free = DosFreeBytes(shared);
+        EXPECT_EQ(free, MdirFreeBytes(disc));
+        result = disc.Write(test::ZigzagDst(1400 + 10 * written), "source.DST", "A:\\" + name);
+        EXPECT_TRUE(test::FsckClean(disc.dir, disc.image)) << name;
+        std::map<std::string, std::string> now = FilesOf(disc);
+        if (result == 0) {
+          // What the write took is what the free figure lost, in whole clusters.
+          EXPECT_GT(now[name].size(), 4000u);
+          EXPECT_EQ(DosFreeBytes(shared), free - (static_cast<int64_t>(now[name].size()) + cluster - 1) / cluster * cluster);
+          standing[name] = now[name];
+          ++written;
+        } else {
+          // Refused for room, and no entry of it at all, not even an empty one.
+          EXPECT_EQ(result, kDiskFull);
+          EXPECT_EQ(DosFreeBytes(shared), free);
+        }
+        ASSERT_EQ(now, standing) << name;
+      }
+      EXPECT_EQ(written, 8);
+      // Replacing a design keeps the old one when the new can't be placed beside it.
+      EXPECT_EQ(disc.Write(test::ZigzagDst(3000), "source.DST", "A:\\D0.DST"), kDiskFull);
+      EXPECT_EQ(FilesOf(disc), standing);
+      ASSERT_EQ(disc.Write(test::ZigzagDst(20), "source.DST", "A:\\D0.DST"), 0);
+      // Deletes give every cluster back.
+      for (int i = 0; i < 8; ++i) EXPECT_EQ(disc.tavlin.DeleteFromDisc(0, "A:\\D" + std::to_string(i) + ".DST", OtherDOS), 0);
+      EXPECT_TRUE(test::FsckClean(disc.dir, disc.image));
+      EXPECT_EQ(DosFreeBytes(shared), empty - (filler + cluster - 1) / cluster * cluster);
+      EXPECT_EQ(FilesOf(disc).size(), 1u);
+    });
+  }
+}
+
+TEST(DosSoundness, AFullRootIsRefusedWithItsOwnCode) {
   OnFreshThread([] {
-    test::TempDir dir;
-    std::string qep(512, ' ');
-    qep.replace(103, 2, IntToBytes2(2));
-    qep.replace(113, 6, Bytes({255, 0, 0, 0, 0, 0}));
-    test::WriteBytes(dir / "a.QEP", qep);
-    test::WriteBytes(dir / "b.HUS", std::string(60, '\x11'));
-    WriteHusColourBytes(ThreadSharedRecord(), dir / "a.QEP", kCodeQep, dir / "b.HUS");
-    const std::string hus = test::ReadBytes(dir / "b.HUS");
-    EXPECT_EQ(hus.substr(40, 6), Bytes({0x11, 0, 3, 0, 0, 0x11}));
+    ScriptedDisc disc(ImageFamily::Dos720, OtherDOS, true);
+    std::string files;
+    for (int i = 0; i < 111; ++i) {
+      test::WriteBytes(disc.dir / ("T" + std::to_string(i) + ".TXT"), "t");
+      files += " " + (disc.dir / ("T" + std::to_string(i) + ".TXT"));
+    }
+    test::Mtools(disc.dir, "mcopy -i " + disc.image + files + " ::");
+    BindDriveImage(0, disc.image);
+    ASSERT_TRUE(disc.Run("w50>A:\\LAST.DST w50>A:\\MORE.DST=67"));
+    EXPECT_TRUE(test::FsckClean(disc.dir, disc.image));
+    EXPECT_EQ(RunTimeCodeText(kTooManyFiles), "the disc's root directory is full");
+    EXPECT_EQ(RunTimeCodeText(kDiskFull), "the disc is full");
+  });
+}
+
+// Bytes changed inside a file and past its end, then the root sector fails (the size and
+// date go there), or the second FAT (the new cluster goes there): the file keeps its old bytes.
+TEST(DosSoundness, AFileRewrittenInPlaceGetsItsOldBytesBackOnAFailure) {
+  OnFreshThread([] {
+    ScriptedDisc disc(ImageFamily::Dos720, OtherDOS, true);
+    ASSERT_TRUE(disc.Run("w600>A:\\HUSLIKE.DST"));
+    const std::string stood = FilesOf(disc).at("HUSLIKE.DST"), image = disc.Bytes();
+    PlatformState& platform = ThreadSharedRecord().platform;
+    for (const int failing : {8, 5}) {
+      disc.Patch(0, image);
+      platform.fault = [failing](SectorOp op, int track, int head, int sector) {
+        return op == SectorOp::Write && track == 0 && head == 0 && sector == failing;
+      };
+      {
+        const std::unique_ptr<FileBackend> file = OpenFile(platform, "A:\\HUSLIKE.DST");
+        file->WriteAt(41, "\x01\x02\x03\x04", 4);
+        file->WriteAt(file->Length(), std::string(3000, 'm').data(), 3000);
+        EXPECT_THROW(file->Flush(), RunTimeError);
+        EXPECT_THROW(file->WriteAt(0, "x", 1), RunTimeError);
+      }
+      platform.fault = nullptr;
+      EXPECT_TRUE(test::FsckClean(disc.dir, disc.image)) << failing;
+      EXPECT_EQ(FilesOf(disc).at("HUSLIKE.DST"), stood) << failing;
+    }
+  });
+}
+
+TEST(DosSoundness, LongNamesGoWithTheirFilesAndDatesAreToday) {
+  OnFreshThread([] {
+    ScriptedDisc disc(ImageFamily::Dos1440, OtherDOS, true);
+    std::string files;
+    for (const char* name : {"Long design name number one.DST", "Another long design name.DST", "KEEP.DST"}) {
+      test::WriteBytes(disc.dir / name, name);
+      files += " '" + (disc.dir / name) + "'";
+    }
+    test::Mtools(disc.dir, "mcopy -i " + disc.image + files + " ::");
+    BindDriveImage(0, disc.image);
+    PlatformState& platform = ThreadSharedRecord().platform;
+    const std::vector<std::string> names = ListFiles(platform, "A:\\*.*");
+    ASSERT_EQ(names.size(), 3u);
+    EXPECT_EQ(names[0].substr(0, 7), "LONGDE~");
+    EXPECT_EQ(disc.tavlin.DeleteFromDisc(0, "A:\\" + names[0], OtherDOS), 0);
+    RenameFile(platform, "A:\\" + names[1], "A:\\SHORT.DST");
+    EXPECT_TRUE(test::FsckClean(disc.dir, disc.image));
+    EXPECT_EQ(FilesOf(disc), (std::map<std::string, std::string>{{"SHORT.DST", "Another long design name.DST"},
+                                                                  {"KEEP.DST", "KEEP.DST"}}));
+    try {
+      RenameFile(platform, "A:\\SHORT.DST", "A:\\KEEP.DST");
+      ADD_FAILURE() << "renamed over KEEP.DST";
+    } catch (const RunTimeError& e) {
+      EXPECT_EQ(e.Code(), kFileAlreadyExists);
+    }
+    // A new entry's created, accessed and written dates are today's, its time now.
+    const auto stamp = [] {
+      const std::time_t now = std::time(nullptr);
+      std::tm local{};
+      localtime_r(&now, &local);
+      return std::pair{((local.tm_year - 80) << 9) | ((local.tm_mon + 1) << 5) | local.tm_mday,
+                       (local.tm_hour << 11) | (local.tm_min << 5)};
+    };
+    const auto before = stamp();
+    ASSERT_TRUE(disc.Run("w100>A:\\DATED.DST"));
+    const auto after = stamp();
+    const std::string root = disc.Bytes().substr(512 * 19, 224 * 32);
+    const std::string entry = root.substr(root.find("DATED   DST"), 32);
+    const auto field = [&entry](size_t at) { return Bytes2ToInt(entry.substr(at, 2)) & 0xFFFF; };
+    for (const size_t at : {16u, 18u, 24u}) EXPECT_TRUE(field(at) == before.first || field(at) == after.first) << at;
+    EXPECT_TRUE((field(22) & ~31) >= before.second || after.first != before.first);
+    EXPECT_LE(field(22) & ~31, after.second + (after.first != before.first ? 0xFFFF : 0));
   });
 }
 
