@@ -9,25 +9,12 @@
 namespace tavlin {
 namespace {
 
-struct Image {
-  explicit Image(ImageFamily family, const std::string& name = "disc.img") {
-    path = dir / name;
-    test::WriteBytes(path, std::string(static_cast<size_t>(ImageBytes(family)), '\0'));
-    BindImage(platform, 0, path, ImageFamily::FromSize);
-  }
-  test::TempDir dir;
-  std::string path;
-  PlatformState platform;
-  std::array<uint8_t, 1092> buffer{};
-};
-
 TEST(DiscImages, GeometryComesFromTheSizeOrIsNamed) {
   EXPECT_EQ(ImageBytes(ImageFamily::Fmc), 82 * 2 * 16 * 256);
   EXPECT_EQ(ImageBytes(ImageFamily::Zsk), 80 * 2 * 16 * 256);
-  EXPECT_EQ(ImageBytes(ImageFamily::Dos720), 737280);
-  EXPECT_EQ(ImageBytes(ImageFamily::Dos1440), 1474560);
+  EXPECT_EQ(ImageBytes(ImageFamily::Dos720), 80 * 2 * 9 * 512);
+  EXPECT_EQ(ImageBytes(ImageFamily::Dos1440), 80 * 2 * 18 * 512);
   EXPECT_TRUE(GeometryFromSize(1474560)->highDensity);
-  EXPECT_FALSE(GeometryFromSize(1000).has_value());
   test::TempDir dir;
   PlatformState platform;
   test::WriteBytes(dir / "odd.img", std::string(1000, '\0'));
@@ -37,98 +24,85 @@ TEST(DiscImages, GeometryComesFromTheSizeOrIsNamed) {
   EXPECT_THROW(BindImage(platform, 26, dir / "odd.img", ImageFamily::Fmc), std::runtime_error);
 }
 
-TEST(DiscImages, SectorsGoWhereCylinderHeadAndIdSay) {
-  Image image(ImageFamily::Zsk);
-  SetVector25632(image.platform);
-  SetDiscDSDD32(image.platform);
-  image.buffer.fill(0x5A);
-  ASSERT_EQ(WriteSector32(image.platform, 0, image.buffer.data(), 1092, 3, 2, 1), kSectorOk);
-  image.buffer.fill(0);
-  ASSERT_EQ(ReadSector32(image.platform, 0, image.buffer.data(), 1092, 3, 2, 1), kSectorOk);
-  EXPECT_EQ(image.buffer[0], 0x5A);
-  EXPECT_EQ(image.buffer[255], 0x5A);
-  EXPECT_EQ(image.buffer[256], 0);  // one sector's worth, no more
-  const std::string bytes = test::ReadBytes(image.path);
-  const size_t offset = ((2 * 2 + 1) * 16 + 2) * 256;
-  EXPECT_EQ(bytes.substr(offset, 256), std::string(256, '\x5A'));
-  EXPECT_EQ(bytes[offset - 1], '\0');
-  EXPECT_EQ(bytes[offset + 256], '\0');
+// A read at the controller's sector size and density, of a sector of the geometry, is
+// the only one that goes through. Sector size 0: as the controller starts, at 512.
+TEST(DiscImages, TheWrongSizeDensityOrAddressFails) {
+  const struct {
+    ImageFamily image;
+    int sectorSize;
+    bool highDensity;
+    uint8_t drive, sector, track, head;
+    bool reads;
+  } cases[] = {{ImageFamily::Zsk, 0, false, 0, 1, 0, 0, false},    {ImageFamily::Zsk, 256, true, 0, 1, 0, 0, false},
+               {ImageFamily::Zsk, 256, false, 0, 1, 0, 0, true},    {ImageFamily::Zsk, 256, false, 0, 17, 0, 0, false},
+               {ImageFamily::Zsk, 256, false, 0, 0, 0, 0, false},   {ImageFamily::Zsk, 256, false, 0, 1, 80, 0, false},
+               {ImageFamily::Zsk, 256, false, 0, 1, 0, 2, false},   {ImageFamily::Zsk, 256, false, 1, 1, 0, 0, false},
+               {ImageFamily::Fmc, 256, false, 0, 16, 81, 1, true},  {ImageFamily::Dos1440, 512, false, 0, 18, 0, 0, false},
+               {ImageFamily::Dos1440, 512, true, 0, 18, 0, 0, true}};
+  for (const auto& c : cases) {
+    test::TempDir dir;
+    PlatformState platform;
+    test::WriteBytes(dir / "disc.img", std::string(static_cast<size_t>(ImageBytes(c.image)), '\0'));
+    BindImage(platform, 0, dir / "disc.img", ImageFamily::FromSize);
+    BindDirectory(platform, 1, dir.path().string());  // drive B: is a folder, without sectors
+    if (c.sectorSize == 256) SetVector25632(platform);
+    if (c.sectorSize == 512) SetVector51232(platform);
+    c.highDensity ? SetDiscDSHD32(platform) : SetDiscDSDD32(platform);
+    std::array<uint8_t, 1092> buffer{};
+    EXPECT_EQ(ReadSector32(platform, c.drive, buffer.data(), 1092, c.sector, c.track, c.head) == kSectorOk, c.reads)
+        << ImageBytes(c.image) << " " << c.sectorSize << (c.highDensity ? " HD " : " DD ") << c.drive << ":" << c.track
+        << "/" << c.head << "/" << c.sector;
+  }
 }
 
-TEST(DiscImages, TheWrongSizeDensityOrAddressFails) {
-  Image zsk(ImageFamily::Zsk);
-  uint8_t* b = zsk.buffer.data();
-  // The controller starts at 512-byte sectors: a 256-byte disc can't be read so.
-  EXPECT_NE(ReadSector32(zsk.platform, 0, b, 1092, 1, 0, 0), kSectorOk);
-  SetVector25632(zsk.platform);
-  SetDiscDSHD32(zsk.platform);
-  EXPECT_NE(ReadSector32(zsk.platform, 0, b, 1092, 1, 0, 0), kSectorOk);
-  SetDiscDSDD32(zsk.platform);
-  EXPECT_EQ(ReadSector32(zsk.platform, 0, b, 1092, 1, 0, 0), kSectorOk);
-  EXPECT_NE(ReadSector32(zsk.platform, 0, b, 1092, 17, 0, 0), kSectorOk);
-  EXPECT_NE(ReadSector32(zsk.platform, 0, b, 1092, 0, 0, 0), kSectorOk);
-  EXPECT_NE(ReadSector32(zsk.platform, 0, b, 1092, 1, 80, 0), kSectorOk);
-  EXPECT_NE(ReadSector32(zsk.platform, 0, b, 1092, 1, 0, 2), kSectorOk);
-  EXPECT_NE(WriteSector32(zsk.platform, 0, b, 100, 1, 0, 0), kSectorOk);
-  // No disc in drive B:, nor in a drive bound to a folder, which has no sectors.
-  EXPECT_NE(ReadSector32(zsk.platform, 1, b, 1092, 1, 0, 0), kSectorOk);
-  BindDirectory(zsk.platform, 1, zsk.dir.path().string());
-  EXPECT_NE(ReadSector32(zsk.platform, 1, b, 1092, 1, 0, 0), kSectorOk);
-
-  Image fmc(ImageFamily::Fmc);
-  SetVector25632(fmc.platform);
-  SetDiscDSDD32(fmc.platform);
-  EXPECT_EQ(ReadSector32(fmc.platform, 0, fmc.buffer.data(), 1092, 16, 81, 1), kSectorOk);
-
-  Image hd(ImageFamily::Dos1440);
-  SetVector51232(hd.platform);
-  SetDiscDSDD32(hd.platform);
-  EXPECT_NE(ReadSector32(hd.platform, 0, hd.buffer.data(), 1092, 18, 0, 0), kSectorOk);
-  SetDiscDSHD32(hd.platform);
-  EXPECT_EQ(ReadSector32(hd.platform, 0, hd.buffer.data(), 1092, 18, 0, 0), kSectorOk);
+TEST(DiscImages, SectorsGoWhereCylinderHeadAndIdSayAndFailWhereATestSays) {
+  test::TempDir dir;
+  PlatformState platform;
+  test::WriteBytes(dir / "disc.img", std::string(655360, '\0'));
+  BindImage(platform, 0, dir / "disc.img", ImageFamily::FromSize);
+  SetVector25632(platform);
+  SetDiscDSDD32(platform);
+  std::array<uint8_t, 1092> buffer{};
+  buffer.fill(0x5A);
+  EXPECT_NE(WriteSector32(platform, 0, buffer.data(), 100, 3, 2, 1), kSectorOk);  // a buffer short of a sector
+  ASSERT_EQ(WriteSector32(platform, 0, buffer.data(), 1092, 3, 2, 1), kSectorOk);
+  platform.fault = [](SectorOp op, int track, int head, int sector) {
+    return op == SectorOp::Write && track == 40 && head == 0 && sector == 2;
+  };
+  EXPECT_EQ(WriteSector32(platform, 0, buffer.data(), 1092, 1, 40, 0), kSectorOk);
+  EXPECT_NE(WriteSector32(platform, 0, buffer.data(), 1092, 2, 40, 0), kSectorOk);
+  buffer.fill(0);
+  ASSERT_EQ(ReadSector32(platform, 0, buffer.data(), 1092, 3, 2, 1), kSectorOk);
+  EXPECT_EQ(buffer[255] * 256 + buffer[256], 0x5A00);  // one sector's worth, no more
+  const std::string bytes = test::ReadBytes(dir / "disc.img");
+  EXPECT_EQ(bytes.substr(((2 * 2 + 1) * 16 + 2) * 256 - 1, 258), '\0' + std::string(256, '\x5A') + '\0');
+  EXPECT_EQ(bytes.substr((40 * 2 * 16) * 256, 512), std::string(256, '\x5A') + std::string(256, '\0'));
 }
 
 TEST(DiscImages, FormattingATrackFillsItBySectorIdsWithE5) {
-  Image image(ImageFamily::Dos720);
-  SetVector51232(image.platform);
-  SetDiscDSDD32(image.platform);
-  uint8_t* b = image.buffer.data();
-  FillAddressTable(b, 5, 1, 2);
-  EXPECT_EQ(b[0], 5);
-  EXPECT_EQ(b[1], 1);
-  EXPECT_EQ(b[2], 1);
-  EXPECT_EQ(b[3], 2);
-  EXPECT_EQ(b[4 * 16 + 2], 17);
-  ASSERT_EQ(FormatTrack32(image.platform, 0, b, 1092, 5, 1, 2), kSectorOk);
-  const std::string bytes = test::ReadBytes(image.path);
+  test::TempDir dir;
+  PlatformState platform;
+  test::WriteBytes(dir / "disc.img", std::string(737280, '\0'));
+  test::WriteBytes(dir / "hd.img", std::string(1474560, '\0'));
+  BindImage(platform, 0, dir / "disc.img", ImageFamily::FromSize);
+  BindImage(platform, 1, dir / "hd.img", ImageFamily::FromSize);
+  SetVector51232(platform);
+  SetDiscDSDD32(platform);
+  std::array<uint8_t, 1092> table{};
+  FillAddressTable(table.data(), 5, 1, 2);
+  EXPECT_EQ(std::vector<uint8_t>(table.begin(), table.begin() + 4), (std::vector<uint8_t>{5, 1, 1, 2}));
+  EXPECT_EQ(table[4 * 16 + 2], 17);
+  ASSERT_EQ(FormatTrack32(platform, 0, table.data(), 1092, 5, 1, 2), kSectorOk);
   const size_t track = (5 * 2 + 1) * 9 * 512;
-  EXPECT_EQ(bytes.substr(track, 9 * 512), std::string(9 * 512, '\xE5'));
-  EXPECT_EQ(bytes[track - 1], '\0');
-  EXPECT_EQ(bytes[track + 9 * 512], '\0');
-  // A table for another track side, or of another size, is refused.
-  EXPECT_NE(FormatTrack32(image.platform, 0, b, 1092, 6, 1, 2), kSectorOk);
-  FillAddressTable(b, 5, 1, 1);
-  EXPECT_NE(FormatTrack32(image.platform, 0, b, 1092, 5, 1, 1), kSectorOk);
-  // The 17 records can't lay out a track of 18 sectors.
-  Image hd(ImageFamily::Dos1440);
-  SetDiscDSHD32(hd.platform);
-  FillAddressTable(hd.buffer.data(), 0, 0, 2);
-  EXPECT_NE(FormatTrack32(hd.platform, 0, hd.buffer.data(), 1092, 0, 0, 2), kSectorOk);
-}
-
-TEST(DiscImages, ATestCanFailChosenOperations) {
-  Image image(ImageFamily::Fdr3);
-  SetVector25632(image.platform);
-  image.platform.fault = [](SectorOp op, int track, int head, int sector) {
-    return op == SectorOp::Write && track == 40 && head == 0 && sector == 2;
-  };
-  image.buffer.fill(0xFF);
-  uint8_t* b = image.buffer.data();
-  EXPECT_EQ(WriteSector32(image.platform, 0, b, 1092, 1, 40, 0), kSectorOk);
-  EXPECT_NE(WriteSector32(image.platform, 0, b, 1092, 2, 40, 0), kSectorOk);
-  EXPECT_EQ(ReadSector32(image.platform, 0, b, 1092, 2, 40, 0), kSectorOk);
-  // The failed write changed nothing on the disc.
-  EXPECT_EQ(b[0], 0);
+  EXPECT_EQ(test::ReadBytes(dir / "disc.img").substr(track - 1, 9 * 512 + 2), '\0' + std::string(9 * 512, '\xE5') + '\0');
+  // A table for another track side, or of another size, is refused; so is a track of
+  // 18 sectors, which the 17 records can't lay out.
+  EXPECT_NE(FormatTrack32(platform, 0, table.data(), 1092, 6, 1, 2), kSectorOk);
+  FillAddressTable(table.data(), 5, 1, 1);
+  EXPECT_NE(FormatTrack32(platform, 0, table.data(), 1092, 5, 1, 1), kSectorOk);
+  FillAddressTable(table.data(), 0, 0, 2);
+  SetDiscDSHD32(platform);
+  EXPECT_NE(FormatTrack32(platform, 1, table.data(), 1092, 0, 0, 2), kSectorOk);
 }
 
 }  // namespace
