@@ -23,22 +23,18 @@ TEST(Matching, FindsTheNearestEntryAndTheLowerKeyOnATie) {
   EXPECT_EQ(MatchPcmColour(250, 10, 10), 8);
 }
 
-// A QEP source with a thread table of these colours.
-std::string QepWithThreads(const std::vector<std::string>& triples) {
-  std::string bytes(512, ' ');
-  bytes.replace(103, 2, IntToBytes2(static_cast<double>(triples.size())));
-  size_t at = 113;
-  for (const std::string& t : triples) {
-    bytes.replace(at, 3, t);
-    at += 3;
-  }
-  return bytes;
+// A source's thread table, as a QEP holds it (count at 103, colours from 113) or a VST
+// (count at 78, colours from 123).
+std::string WithThreads(std::string head, size_t countAt, size_t from, const std::vector<std::string>& colours) {
+  head.replace(countAt, 2, IntToBytes2(static_cast<double>(colours.size())));
+  for (size_t i = 0; i < colours.size(); ++i) head.replace(from + 3 * i, 3, colours[i]);
+  return head;
 }
 
 TEST(Matching, ThePaletteOfADestinationFromASourcesThreadTable) {
   test::TempDir dir;
   PlatformState platform;
-  test::WriteBytes(dir / "a.QEP", QepWithThreads({Bytes({0, 0, 0}), Bytes({255, 0, 0})}));
+  test::WriteBytes(dir / "a.QEP", WithThreads(std::string(512, ' '), 103, 113, {Bytes({0, 0, 0}), Bytes({255, 0, 0})}));
   BufferedFile source(OpenFile(platform, dir / "a.QEP"));
   // Red is 71 from PES 28 (254, 55, 15) and 72 from 5 (237, 23, 31).
   EXPECT_EQ(ChooseThreadPalette(kCodeQep, kCodePes, source), Bytes({20, 28}));
@@ -58,23 +54,16 @@ TEST(Matching, UniqueColoursGiveTheFirstSixteenAPlaceOfTheirOwn) {
   std::vector<std::string> colours;
   for (int i = 0; i < 17; ++i) colours.push_back(Bytes({i, 2 * i, 3 * i}));
   colours.push_back(Bytes({1, 2, 3}));  // the second colour again
-  std::string vst(1024, '\0');
-  vst.replace(78, 2, IntToBytes2(static_cast<double>(colours.size())));
-  for (size_t i = 0; i < colours.size(); ++i) vst.replace(123 + 3 * i, 3, colours[i]);
-  test::WriteBytes(dir / "a.VST", vst);
-  BufferedFile source(OpenFile(platform, dir / "a.VST"));
+  test::WriteBytes(dir / "a.VST", WithThreads(std::string(1024, '\0'), 78, 123, colours));
+  colours.resize(130, Bytes({9, 9, 9}));  // more threads than the list holds
+  test::WriteBytes(dir / "b.VST", WithThreads(std::string(1024, '\0'), 78, 123, colours));
+  BufferedFile source(OpenFile(platform, dir / "a.VST")), big(OpenFile(platform, dir / "b.VST"));
   std::array<int16_t, 129> list{};
   const std::string unique = BuildUniqueColours(kCodeVst, source, list);
   EXPECT_EQ(unique.size(), 68u);
   EXPECT_EQ(unique.substr(4, 4), Bytes({0, 1, 2, 3}));
-  EXPECT_EQ(list[15], 15);
-  EXPECT_EQ(list[16], 0);  // the seventeenth shares 0
-  EXPECT_EQ(list[17], 1);  // a colour seen before keeps its place
+  EXPECT_EQ(std::vector<int16_t>(list.begin() + 15, list.begin() + 18), (std::vector<int16_t>{15, 0, 1}));  // the 17th shares 0
   EXPECT_EQ(source.Position(), 1024);
-  // More threads than the list holds is a subscript failure.
-  vst.replace(78, 2, IntToBytes2(130));
-  test::WriteBytes(dir / "b.VST", vst);
-  BufferedFile big(OpenFile(platform, dir / "b.VST"));
   EXPECT_THROW(BuildUniqueColours(kCodeVst, big, list), RunTimeError);
 }
 
