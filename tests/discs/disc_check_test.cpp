@@ -113,23 +113,20 @@ const Row kRows[] = {
     {"DOS name with a '*'", ImageFamily::Dos720, Patch(kRoot + 1, "*"), "dos", "F*RST.DST has no valid 8.3 name"},
 };
 
-// The disc of a family with its two designs, made once.
+// The disc of a family with its two designs, made once. An FDR3 design takes the name
+// it is given, and eight blanks where given none.
 const std::string& Base(ImageFamily family) {
   static std::map<ImageFamily, std::string> bases;
-  std::string& base = bases[family];
-  if (!base.empty()) return base;
-  const std::map<ImageFamily, int16_t> types = {
-      {ImageFamily::Fmc, FMC}, {ImageFamily::Fdr3, FDR3}, {ImageFamily::Zsk, ZSKDisc}, {ImageFamily::Dos720, OtherDOS}};
-  test::DiscImage disc(family, types.at(family));
-  const bool dos = family == ImageFamily::Dos720;
-  EXPECT_EQ(disc.formatResult, 0);
-  EXPECT_EQ(disc.Write(test::ZigzagDst(300), "one.DST", dos ? "A:\\FIRST.DST" : ""), 0);
-  // An FDR3 design takes the name it is given, and eight blanks where given none.
-  EXPECT_EQ(disc.Write(test::ZigzagDst(700, 3, 4, 90), "two.DST",
-                       dos ? "A:\\SECOND.DST" : family == ImageFamily::Fdr3 ? "ROSE" : ""),
-            0);
-  base = disc.Bytes();
-  return base;
+  if (bases.count(family) == 0) {
+    const DiscFamilyRecord* record = *std::find_if(DiscFamilyRecords().begin(), DiscFamilyRecords().end(),
+                                                   [family](const DiscFamilyRecord* r) { return r->geometry == family; });
+    test::ScriptedDisc disc(family, static_cast<int16_t>(record->formatType));
+    EXPECT_TRUE(disc.Run(family == ImageFamily::Dos720   ? "w300>A:\\FIRST.DST w700/3/4/90>A:\\SECOND.DST"
+                         : family == ImageFamily::Fdr3 ? "w300 w700/3/4/90>ROSE"
+                                                       : "w300 w700/3/4/90"));
+    bases[family] = disc.Bytes();
+  }
+  return bases[family];
 }
 
 // Every family's listing, then its check, on one record bound to the image: the

@@ -1,13 +1,14 @@
 // Every family's bytes on the disc and the answers of its class calls, a row a case: a
 // script of operations on a fresh disc (see ScriptedDisc::Run), then what the image holds
-// at "track.head.sector+offset", what the last read file holds at "read+offset", and
-// what the listing shows.
+// at "track.head.sector+offset", what the last read file holds at "read+offset", what
+// the listing shows, and on a DOS disc what fsck.fat and mtools make of it.
 #include <gtest/gtest.h>
 
 #include <map>
 #include <utility>
 
 #include "discs/disc_script.h"
+#include "discs/dos/dos_disc.h"
 
 namespace tavlin {
 namespace {
@@ -32,13 +33,59 @@ std::string FreeChain() {
   return chain + Z(2);
 }
 
+// n tokens of a script, numbered from 0: Many("PT", ".TXT:1", 2) is "PT0.TXT:1 PT1.TXT:1".
+std::string Many(const std::string& head, const std::string& tail, int n) {
+  std::string script;
+  for (int i = 0; i < n; ++i) script += (i == 0 ? "" : " ") + head + std::to_string(i) + tail;
+  return script;
+}
+
+// Bytes as a patch of a script takes them.
+std::string Hex(const std::string& bytes) {
+  std::string hex;
+  for (const char c : bytes) hex += "0123456789ABCDEF"[static_cast<uint8_t>(c) >> 4] + std::string(1, "0123456789ABCDEF"[c & 15]);
+  return hex;
+}
+
+// A ZSK design's stream in block 9, as other writers may end it.
+std::string ZskStream(const std::string& records) {
+  return "w30 p1.0.5+0:" + Hex(Z(2) + records + Z(1022 - records.size(), '\x55')) + " l r0";
+}
+const std::string kStitch = Bytes({5, 3, 0x80});  // (3, 5), a stitch
+
+// A design of DST records put on an FDR3 disc by hand, as an entry of the E kind: its
+// header piece in block 2, its data in the next piece, no end record.
+std::string Fdr3EKind() {
+  std::string data;
+  for (int i = 0; i < 10; ++i) data += test::DstRecord(KindStitch, 10, static_cast<int16_t>(i % 2 == 0 ? 5 : -5));
+  return "p40.1.1+0:" + Hex(Z(128, '0') + IntToBytes2(0) + IntToBytes2(-5) + IntToBytes2(100) + IntToBytes2(0) + Z(120)) +
+         " p40.1.6+0:" + Hex(data + Z(226, '\x55')) + " p40.0.1+0:" +
+         Hex(Z(1) + "HANDMADEE01" + Bytes({2, 0}) + Z(14, '\xFF') + IntToBytes4(256 + 30).substr(0, 3) + "\xFF") + " l r0";
+}
+
 struct Case {
   const char* what;
   Kind kind;
-  const char* script;
+  std::string script;
   // "lines" (joined by '|'), "count", "last" (line), "free", "format", or where bytes stand
   std::vector<std::pair<const char*, std::string>> expected;
 };
+
+// Another program's file of that many bytes on a DOS disc, then eight designs that fill
+// the rest but for 2048 bytes; the ninth is refused for room, and so is a design that
+// would replace the first but can't be placed beside it; a small one can.
+std::string Filled(int filler) {
+  std::string script = "PFILLER.BIN:" + std::to_string(filler);
+  for (int i = 0; i <= 8; ++i) script += " w" + std::to_string(1400 + 10 * i) + ">A:\\D" + std::to_string(i) + ".DST";
+  return script + "=61 w3000>A:\\D0.DST=61";
+}
+
+// Identification asks for one file type after another; the first it finds names the disc.
+Case Probe(const char* files, const char* format) {
+  std::string script, name;
+  for (std::istringstream in(files); in >> name;) script += "P" + name + ":600 ";
+  return {files, kDos, script + "i", {{"format", format}}};
+}
 
 const Case kCases[] = {
     // FMC: a directory on track 2 head 0, an index of 36 records on head 1, 16-block entries.
@@ -105,6 +152,8 @@ const Case kCases[] = {
       {"40.0.1+32", "\x01LONG    U01"}, {"40.0.1+64", "\x02LONG    U01"}, {"40.0.1+96", Z(1) + "LONG    U02"}}},
     {"FDR3 a delete frees two blocks", kFdr3, "w700>D0 w1000>D1 w1300>D2 l d1",
      {{"free", std::to_string((254 - 7 + 2) * 2048 / 3)}, {"40.0.1+32", "\xFF"}}},
+    {"FDR3 an entry of the E kind is read by its byte count", kFdr3, Fdr3EKind(),
+     {{"lines", "HANDMADE.E01       10"}, {"needles", "10"}, {"end", "100,0"}}},
     {"FDR3 a number comes back", kFdr3, "w700>D0 w1000>D1 w1300>D2 l d1 l w1000>NEW l r0~0 r1~3 r2~2",
      {{"lines", "D0      .U01      702|NEW     .U02     1002|D2      .U03     1302"}}},
 
@@ -137,6 +186,14 @@ const Case kCases[] = {
     {"ZSK a new design takes freed blocks", kZsk, "w40/30/-20/60 w2000/30/-20/60 w700/30/-20/60 w5000/30/-20/60 l d1 w1999/-5/5 l r0~0 r1~2 r2~3 r3~4",
      {{"1.0.1+76", Bytes({2, 0, 6, 0, 10, 0})}}},  // number 2 again, 6005 bytes of stream from block 10
 
+    {"ZSK end mark 0x90", kZsk, ZskStream(kStitch + kStitch + Bytes({0, 0, 0x90})), {{"needles", "2"}}},
+    {"ZSK end mark 0x91", kZsk, ZskStream(kStitch + Bytes({0, 0, 0x91}) + kStitch), {{"needles", "1"}}},
+    {"ZSK end mark of three zeros", kZsk, ZskStream(kStitch + kStitch + kStitch + Bytes({0, 0, 0})), {{"needles", "3"}}},
+    // The mark belongs to the data: 0x00 0x00 0xF1 is a stitch of code 17.
+    {"ZSK no end mark 0xF1", kZsk, ZskStream(kStitch + Bytes({0, 0, 0xF1})), {{"needles", "2"}}},
+    // Blocks 9 to 11 without an end mark, whose chain loops back, or leads past the last block.
+    {"ZSK a damaged chain ends the read", kZsk, "w1000 p1.0.5+0:" + Hex(Z(3072, '\x55')) + " p0.0.12+22:0900 l r0=1 p0.0.12+22:8002 r0=1", {}},
+
     // DOS: the class's own 720 KB disc, and the library's, as mkfs.fat lays them.
     {"DOS blank", kDos, "l=2",
      {{"0.0.1+0", "\xEB\x28\x90" "BRISK v1" + Bytes({0x00, 0x02, 0x02, 0x01, 0x00, 0x02, 0x70, 0x00, 0xA0, 0x05, 0xF9, 0x03, 0x00,
@@ -147,6 +204,15 @@ const Case kCases[] = {
       {"0.0.2+0", Bytes({0xF9, 0xFF, 0xFF}) + Z(1533) + Bytes({0xF9, 0xFF, 0xFF}) + Z(1533) + Z(1024)},
       {"0.1.1+0", Z(3072) + Z(512, '\xE5')}}},
     {"DOS format types", kDos, "f0=1 f5 f18", {}},
+    // 730,112 bytes free: the filler takes 671 clusters of 1024, leaving 42; 1.44 MB:
+    // 1,457,664 bytes, 2763 clusters of 512 taken, 84 left. A design takes 5 or 10.
+    {"DOS 720 KB filled", kSound720, Filled(730112 - 43008 - 100), {{"fsck", "clean"}, {"room", "2048 2048"}}},
+    {"DOS 720 KB emptied again", kSound720, Filled(730112 - 43008 - 100) + " w20>A:\\D0.DST i d1 d2 d3 d4 d5 d6 d7 d8 i=2",
+     {{"fsck", "clean"}, {"room", "43008 43008"}}},
+    {"DOS 1.44 MB filled", kSound1440, Filled(1457664 - 43008 - 100), {{"fsck", "clean"}, {"room", "2048 2048"}}},
+    {"DOS 1.44 MB replaced small", kSound1440, Filled(1457664 - 43008 - 100) + " w20>A:\\D0.DST",
+     {{"fsck", "clean"}, {"room", "6144 6144"}}},
+    {"DOS a full root", kSound720, Many("PT", ".TXT:1", 111) + " w50>A:\\LAST.DST w50>A:\\MORE.DST=67", {{"fsck", "clean"}}},
     {"DOS 720 KB as mkfs.fat", kSound720, "",
      {{"0.0.1+0", "\xEB\x3C\x90" "MSDOS5.0" + Bytes({0x00, 0x02, 0x02, 0x01, 0x00, 0x02, 0x70, 0x00, 0xA0, 0x05, 0xF9, 0x03, 0x00,
                                                   0x09, 0x00, 0x02, 0x00}) + Z(10) + "\x29"},
@@ -158,46 +224,13 @@ const Case kCases[] = {
                                                   0x12, 0x00, 0x02, 0x00}) + Z(10) + "\x29"},
       {"0.0.1+43", "NO NAME    FAT12   "}, {"0.0.1+510", "\x55\xAA"},
       {"0.0.2+0", Bytes({0xF0, 0xFF, 0xFF}) + Z(4605) + Bytes({0xF0, 0xFF, 0xFF}) + Z(4605) + Z(7168)}}},
-    // Identification asks for one file type after another; the first found names the disc.
-    {"DOS Tajima", kDos, "PA.KSM:600 PB.DST:600 i", {{"format", "Tajima Disc"}}},
-    {"DOS Pfaff", kDos, "PA.KSM:600 i", {{"format", "Pfaff"}}},
-    {"DOS Happy", kDos, "PA.TAP:600 i", {{"format", "Happy Disc"}}},
-    {"DOS Toyota", kDos, "PA.10O:600 i", {{"format", "Toyota Disc"}}},
-    {"DOS Emnet", kDos, "PDESIGN:600 i", {{"format", "Emnet"}}},
-    {"DOS Melco", kDos, "PA.EXP:600 i", {{"format", "Melco Premier"}}},
-    {"DOS Singer", kDos, "PA.XXX:600 i", {{"format", "Singer"}}},
-    {"DOS Elna", kDos, "PA.EMD:600 i", {{"format", "Elna"}}},
-    {"DOS Janome JEF", kDos, "PA.JEF:600 i", {{"format", "Janome"}}},
-    {"DOS Janome SEW", kDos, "PA.SEW:600 i", {{"format", "Janome"}}},
-    {"DOS Barudan", kDos, "PA.U01:600 i", {{"format", "Barudan DOS/2HD"}}},
-    {"DOS Velmo QEP", kDos, "PA.QEP:600 i", {{"format", "Velmo Quick Expanded"}}},
-    {"DOS Velmo QCD", kDos, "PA.QCD:600 i", {{"format", "Velmo Quick Condensed"}}},
-    {"DOS Midwest", kDos, "PA.VST:600 i", {{"format", "Midwest"}}},
-    {"DOS plain", kDos, "PA.QSS:600 i", {{"format", "DOS"}}},
+    Probe("A.KSM B.DST", "Tajima Disc"), Probe("A.KSM", "Pfaff"), Probe("A.TAP", "Happy Disc"),
+    Probe("A.10O", "Toyota Disc"), Probe("DESIGN", "Emnet"), Probe("A.EXP", "Melco Premier"), Probe("A.XXX", "Singer"),
+    Probe("A.EMD", "Elna"), Probe("A.JEF", "Janome"), Probe("A.SEW", "Janome"), Probe("A.U01", "Barudan DOS/2HD"),
+    Probe("A.QEP", "Velmo Quick Expanded"), Probe("A.QCD", "Velmo Quick Condensed"), Probe("A.VST", "Midwest"),
+    Probe("A.QSS", "DOS"),
     {"DOS no design", kDos, "PNOTES.TXT:4 i=2", {}},
 };
-
-// What a disc holds after a script, and what the class then shows.
-struct Outcome {
-  std::string failure, image, read, format;
-  std::vector<std::string> lines;
-  int32_t free = 0;
-};
-
-Outcome OutcomeOf(const Case& c) {
-  Outcome out;
-  test::OnFreshThread([&] {
-    test::ScriptedDisc disc(c.kind.image, c.kind.type, c.kind.sound);
-    const ::testing::AssertionResult ran = disc.Run(c.script);
-    out.failure = disc.formatResult != 0 ? "the format failed" : ran ? "" : ran.message();
-    out.image = disc.Bytes();
-    out.lines = disc.Lines();
-    out.free = disc.tavlin.FreeStitches();
-    out.format = disc.tavlin.Format();
-    if (disc.reads > 0) out.read = test::ReadBytes(disc.LastRead());
-  });
-  return out;
-}
 
 void PrintTo(const Case& c, std::ostream* out) { *out << c.what; }
 
@@ -205,30 +238,34 @@ class DiscLayout : public ::testing::TestWithParam<Case> {};
 
 TEST_P(DiscLayout, HoldsItsBytesAndShowsItsListing) {
   const Case& c = GetParam();
-  const Outcome out = OutcomeOf(c);
-  ASSERT_EQ(out.failure, "") << c.script;
-  for (const auto& [check, expected] : c.expected) {
-    const std::string what = check;
-    std::string got;
-    if (what == "lines") {
-      for (const std::string& line : out.lines) got += (got.empty() ? "" : "|") + line;
-    } else if (what == "count") {
-      got = std::to_string(out.lines.size());
-    } else if (what == "last") {
-      got = out.lines.empty() ? "" : out.lines.back();
-    } else if (what == "free") {
-      got = std::to_string(out.free);
-    } else if (what == "format") {
-      got = out.format;
-    } else if (what.rfind("read+", 0) == 0) {
-      got = out.read.substr(std::min(out.read.size(), std::stoul(what.substr(5))), expected.size());
-    } else {
-      got = out.image.substr(test::SectorAt(what, out.image.size()), expected.size());
+  test::OnFreshThread([&c] {
+    test::ScriptedDisc disc(c.kind.image, c.kind.type, c.kind.sound);
+    ASSERT_EQ(disc.formatResult, 0);
+    ASSERT_TRUE(disc.Run(c.script));
+    const std::vector<std::string> lines = disc.Lines();
+    const bool read = disc.reads > 0 && std::filesystem::exists(disc.LastRead());
+    const std::vector<test::Needle> needles = read ? test::NeedlesOf(disc.LastRead()) : std::vector<test::Needle>();
+    std::map<std::string, std::string> shown = {{"count", std::to_string(lines.size())},
+                                                {"last", lines.empty() ? "" : lines.back()},
+                                                {"free", std::to_string(disc.tavlin.FreeStitches())},
+                                                {"format", disc.tavlin.Format()},
+                                                {"needles", std::to_string(needles.size())}};
+    if (c.kind.type == OtherDOS) {
+      shown["fsck"] = test::FsckClean(disc.dir, disc.image) ? "clean" : "not clean";
+      shown["room"] = std::to_string(DosFreeBytes(ThreadSharedRecord())) + " " +
+                      test::Mtools(disc.dir, "mdir -i " + disc.image + " :: | grep 'bytes free' | tr -dc 0-9");
     }
-    const auto differs = std::mismatch(got.begin(), got.end(), expected.begin(), expected.end());
-    EXPECT_TRUE(got == expected) << what << " differs from byte " << differs.first - got.begin() << ": "
-                                 << ::testing::PrintToString(got.substr(static_cast<size_t>(differs.first - got.begin()), 40));
-  }
+    for (const std::string& line : lines) shown["lines"] += (shown["lines"].empty() ? "" : "|") + line;
+    if (!needles.empty()) shown["end"] = std::to_string(needles.back().x) + "," + std::to_string(needles.back().y);
+    const std::string image = disc.Bytes(), file = read ? test::ReadBytes(disc.LastRead()) : "";
+    for (const auto& [where, expected] : c.expected) {
+      const std::string got = shown.count(where) == 1 ? shown[where]
+                              : std::string(where).rfind("read+", 0) == 0 ? file.substr(std::stoul(where + 5), expected.size())
+                                                                          : image.substr(test::SectorAt(where, image.size()), expected.size());
+      const size_t differs = static_cast<size_t>(std::mismatch(got.begin(), got.end(), expected.begin(), expected.end()).first - got.begin());
+      EXPECT_TRUE(got == expected) << where << " differs from byte " << differs << ": " << ::testing::PrintToString(got.substr(differs, 40));
+    }
+  });
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, DiscLayout, ::testing::ValuesIn(kCases), [](const auto& tested) {

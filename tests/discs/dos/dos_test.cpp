@@ -1,7 +1,6 @@
 // DOS discs: the listing's figures, what a write refuses, the names a read leaves for the
-// class, and images judged by fsck.fat and mtools: filled until a write is refused, a
-// full root, a file rewritten through a failing sector, long names left by other
-// systems, and the dates of what we write.
+// class, and images judged by fsck.fat and mtools: a file rewritten through a failing
+// sector, long names left by other systems, and the dates of what we write.
 #include <gtest/gtest.h>
 
 #include <ctime>
@@ -33,16 +32,6 @@ std::map<std::string, std::string> FilesOf(const ScriptedDisc& disc) {
     files[line.substr(3)] = test::ReadBytes(disc.dir / "out");
   }
   return files;
-}
-
-// The figure mdir gives as "NNN NNN bytes free".
-int64_t MdirFreeBytes(const ScriptedDisc& disc) {
-  const std::string said = test::Mtools(disc.dir, "mdir -i " + disc.image + " ::");
-  int64_t value = 0;
-  for (size_t at = said.rfind('\n', said.find("bytes free")) + 1; at < said.find("bytes free"); ++at) {
-    if (std::isdigit(static_cast<unsigned char>(said[at]))) value = value * 10 + (said[at] - '0');
-  }
-  return value;
 }
 
 TEST(DosListing, LinesEstimatesAndFreeRoom) {
@@ -94,6 +83,9 @@ TEST(DosDesigns, WhatAWriteRefusesAndAReadCopies) {
     EXPECT_EQ(test::ReadBytes(disc.dir / "junk.dst"), "not a design");
     // A missing file deletes without complaint.
     EXPECT_EQ(disc.tavlin.DeleteFromDisc(0, "A:\\NONE.DST", OtherDOS), 0);
+    // What a full disc and a full root answer, in words.
+    EXPECT_EQ(RunTimeCodeText(kDiskFull), "the disc is full");
+    EXPECT_EQ(RunTimeCodeText(kTooManyFiles), "the disc's root directory is full");
   });
 }
 
@@ -118,73 +110,6 @@ TEST(DosDesigns, TheLastReadsNamesStayForTheClassAndGoForTheLibrary) {
     test::WriteBytes(dir / "b.HUS", std::string(60, '\x11'));
     WriteHusColourBytes(shared, dir / "a.QEP", kCodeQep, dir / "b.HUS");
     EXPECT_EQ(test::ReadBytes(dir / "b.HUS").substr(40, 6), test::Bytes({0x11, 0, 3, 0, 0, 0x11}));
-  });
-}
-
-TEST(DosSoundness, FilledUntilRefusedLosesNothing) {
-  for (const ImageFamily size : {ImageFamily::Dos720, ImageFamily::Dos1440}) {
-    OnFreshThread([size] {
-      ScriptedDisc disc(size, OtherDOS, true);
-      SharedRecord& shared = ThreadSharedRecord();
-      const int64_t empty = DosFreeBytes(shared), cluster = size == ImageFamily::Dos720 ? 1024 : 512;
-      EXPECT_EQ(empty, size == ImageFamily::Dos720 ? 713 * 1024 : 2847 * 512);
-      EXPECT_EQ(MdirFreeBytes(disc), empty);
-      EXPECT_TRUE(test::FsckClean(disc.dir, disc.image));
-      // Another program's file takes all but the room of eight designs and a bit.
-      const int64_t filler = empty - 42 * 1024 - 100;
-      test::WriteBytes(disc.dir / "FILLER.BIN", std::string(static_cast<size_t>(filler), 'f'));
-      test::Mtools(disc.dir, "mcopy -i " + disc.image + " " + (disc.dir / "FILLER.BIN") + " ::");
-      BindDriveImage(0, disc.image);
-      std::map<std::string, std::string> standing = FilesOf(disc);
-      int written = 0;
-      for (int16_t result = 0; result == 0;) {
-        const std::string name = "D" + std::to_string(written) + ".DST";
-        const int64_t free = DosFreeBytes(shared);
-        EXPECT_EQ(free, MdirFreeBytes(disc));
-        result = disc.Write(test::ZigzagDst(1400 + 10 * written), "source.DST", "A:\\" + name);
-        EXPECT_TRUE(test::FsckClean(disc.dir, disc.image)) << name;
-        std::map<std::string, std::string> now = FilesOf(disc);
-        if (result == 0) {
-          // What the write took is what the free figure lost, in whole clusters.
-          EXPECT_GT(now[name].size(), 4000u);
-          EXPECT_EQ(DosFreeBytes(shared), free - (static_cast<int64_t>(now[name].size()) + cluster - 1) / cluster * cluster);
-          standing[name] = now[name];
-          ++written;
-        } else {
-          // Refused for room, and no entry of it at all, not even an empty one.
-          EXPECT_EQ(result, kDiskFull);
-          EXPECT_EQ(DosFreeBytes(shared), free);
-        }
-        ASSERT_EQ(now, standing) << name;
-      }
-      EXPECT_EQ(written, 8);
-      // Replacing a design keeps the old one when the new can't be placed beside it.
-      EXPECT_EQ(disc.Write(test::ZigzagDst(3000), "source.DST", "A:\\D0.DST"), kDiskFull);
-      EXPECT_EQ(FilesOf(disc), standing);
-      ASSERT_EQ(disc.Write(test::ZigzagDst(20), "source.DST", "A:\\D0.DST"), 0);
-      // Deletes give every cluster back.
-      for (int i = 0; i < 8; ++i) EXPECT_EQ(disc.tavlin.DeleteFromDisc(0, "A:\\D" + std::to_string(i) + ".DST", OtherDOS), 0);
-      EXPECT_TRUE(test::FsckClean(disc.dir, disc.image));
-      EXPECT_EQ(DosFreeBytes(shared), empty - (filler + cluster - 1) / cluster * cluster);
-      EXPECT_EQ(FilesOf(disc).size(), 1u);
-    });
-  }
-}
-
-TEST(DosSoundness, AFullRootIsRefusedWithItsOwnCode) {
-  OnFreshThread([] {
-    ScriptedDisc disc(ImageFamily::Dos720, OtherDOS, true);
-    std::string files;
-    for (int i = 0; i < 111; ++i) {
-      test::WriteBytes(disc.dir / ("T" + std::to_string(i) + ".TXT"), "t");
-      files += " " + (disc.dir / ("T" + std::to_string(i) + ".TXT"));
-    }
-    test::Mtools(disc.dir, "mcopy -i " + disc.image + files + " ::");
-    BindDriveImage(0, disc.image);
-    ASSERT_TRUE(disc.Run("w50>A:\\LAST.DST w50>A:\\MORE.DST=67"));
-    EXPECT_TRUE(test::FsckClean(disc.dir, disc.image));
-    EXPECT_EQ(RunTimeCodeText(kTooManyFiles), "the disc's root directory is full");
-    EXPECT_EQ(RunTimeCodeText(kDiskFull), "the disc is full");
   });
 }
 
