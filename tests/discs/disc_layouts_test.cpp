@@ -25,6 +25,7 @@ const Kind kFmc{"FMC", ImageFamily::Fmc, FMC}, kFdr3{"FDR3", ImageFamily::Fdr3, 
 
 std::string Z(size_t n, char c = '\0') { return std::string(n, c); }
 using test::Bytes;
+using test::Hex;
 
 // What a free ZSK table holds from block 9 on: each block leads to the next, the last to 0.
 std::string FreeChain() {
@@ -38,13 +39,6 @@ std::string Many(const std::string& head, const std::string& tail, int n) {
   std::string script;
   for (int i = 0; i < n; ++i) script += (i == 0 ? "" : " ") + head + std::to_string(i) + tail;
   return script;
-}
-
-// Bytes as a patch of a script takes them.
-std::string Hex(const std::string& bytes) {
-  std::string hex;
-  for (const char c : bytes) hex += "0123456789ABCDEF"[static_cast<uint8_t>(c) >> 4] + std::string(1, "0123456789ABCDEF"[c & 15]);
-  return hex;
 }
 
 // A ZSK design's stream in block 9, as other writers may end it.

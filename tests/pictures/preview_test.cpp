@@ -96,25 +96,15 @@ TEST(Preview, ADesignInTheDefaultPaletteOnWhiteWithinItsExtents) {
   EXPECT_FALSE(PixelOf(grid, frame.X(0), 0) == kWhite || PixelOf(grid, frame.X(0), grid.height - 1) == kWhite);
 }
 
+// The middle of the star is red in every format that stores its colours, red and white:
+// white thread is drawn on a grey ground. The PCM's table holds all sixteen of its
+// palette's colours, but the stitching uses black and navy: the ground stays white.
 TEST(Preview, TheStarInTheColoursItsFilesStore) {
-  const std::string samples = test::Samples();
-  // The PCS stores red and white: white thread is drawn on a grey ground. The PCM's
-  // table holds all sixteen of its palette's colours; the stitching uses black and navy,
-  // so the ground stays white.
-  Picture pcs, pcm;
-  ASSERT_EQ(DrawDesign(samples + "/Star.PCS", {.size = 200}, pcs).value(), 0);
-  EXPECT_EQ(std::max(pcs.width, pcs.height), 200);
-  EXPECT_EQ(PixelOf(pcs, 0, 0), (Rgb{pcs.background.red, pcs.background.green, pcs.background.blue}));
-  EXPECT_NE(PixelOf(pcs, 0, 0), kWhite);
-  EXPECT_TRUE(CountOf(pcs, {255, 0, 0}) > 2000 && CountOf(pcs, kWhite) > 1000);
-  ASSERT_EQ(DrawDesign(samples + "/Star.PCM", {.size = 200}, pcm).value(), 0);
-  EXPECT_EQ(pcm.background, (ThreadColour{255, 255, 255, -1}));
-  EXPECT_GT(CountOf(pcm, {0, 0, 0}), 2000);
-  // The middle of the star is red, in every format that stores its colours.
-  for (const char* name : {"Star.PCS", "Star.JEF", "Star.SEW", "Star.XXX"}) {
+  for (const char* name : {"Star.PCS", "Star.JEF", "Star.SEW", "Star.XXX", "Star.PCM"}) {
     Picture p;
-    ASSERT_EQ(DrawDesign(samples + "/" + name, {.size = 200}, p).value(), 0) << name;
-    EXPECT_EQ(ColourWords(PixelOf(p, p.width / 2, p.height / 2)), "red") << name;
+    ASSERT_EQ(DrawDesign(test::Samples() + "/" + name, {.size = 200}, p).value(), 0) << name;
+    EXPECT_EQ(ColourWords(PixelOf(p, p.width / 2, p.height / 2)), std::string(name) == "Star.PCM" ? "black" : "red") << name;
+    EXPECT_EQ(PixelOf(p, 0, 0) == kWhite, std::string(name) == "Star.PCM") << name;
   }
 }
 

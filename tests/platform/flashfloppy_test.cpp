@@ -28,11 +28,11 @@ TEST(FlashFloppy, EachFamilyHasItsSectionAndTag) {
   EXPECT_EQ(Fields(FlashFloppySectionText(DiscFamily::Fdr3)), "[fdr3::655360]\ncyls = 80\n" + body);
   EXPECT_EQ(Fields(FlashFloppySectionText(DiscFamily::Zsk)), "[zsk::655360]\ncyls = 80\n" + body);
   EXPECT_EQ(FlashFloppySectionText(DiscFamily::Dos), "");
-  EXPECT_TRUE(HasFlashFloppyTag("/stick/ROSE.FMC.IMG", DiscFamily::Fmc));
-  EXPECT_TRUE(HasFlashFloppyTag("rose.fdr3.img", DiscFamily::Fdr3));
-  EXPECT_FALSE(HasFlashFloppyTag("rose.zsk.img", DiscFamily::Fdr3));
-  EXPECT_FALSE(HasFlashFloppyTag("rose.img", DiscFamily::Zsk));
-  EXPECT_FALSE(HasFlashFloppyTag(".zsk.img", DiscFamily::Zsk));
+  for (const auto& [name, family, tagged] : {std::tuple{"/stick/ROSE.FMC.IMG", DiscFamily::Fmc, true},
+                                             {"rose.fdr3.img", DiscFamily::Fdr3, true}, {"rose.zsk.img", DiscFamily::Fdr3, false},
+                                             {"rose.img", DiscFamily::Zsk, false}, {".zsk.img", DiscFamily::Zsk, false}}) {
+    EXPECT_EQ(HasFlashFloppyTag(name, family), tagged) << name;
+  }
   EXPECT_TRUE(HasFlashFloppyTag("rose.img", DiscFamily::Dos));
 }
 

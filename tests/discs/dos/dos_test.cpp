@@ -1,6 +1,6 @@
 // DOS discs: the listing's figures, what a write refuses, the names a read leaves for the
-// class, and images judged by fsck.fat and mtools: a file rewritten through a failing
-// sector, long names left by other systems, and the dates of what we write.
+// class, and, judged by fsck.fat and mtools, long names left by other systems and the
+// dates of what we write.
 #include <gtest/gtest.h>
 
 #include <ctime>
@@ -113,33 +113,6 @@ TEST(DosDesigns, TheLastReadsNamesStayForTheClassAndGoForTheLibrary) {
   });
 }
 
-// Bytes changed inside a file and past its end, then the root sector fails (the size and
-// date go there), or the second FAT (the new cluster goes there): the file keeps its old bytes.
-TEST(DosSoundness, AFileRewrittenInPlaceGetsItsOldBytesBackOnAFailure) {
-  OnFreshThread([] {
-    ScriptedDisc disc(ImageFamily::Dos720, OtherDOS, true);
-    ASSERT_TRUE(disc.Run("w600>A:\\HUSLIKE.DST"));
-    const std::string stood = FilesOf(disc).at("HUSLIKE.DST"), image = disc.Bytes();
-    PlatformState& platform = ThreadSharedRecord().platform;
-    for (const int failing : {8, 5}) {
-      disc.Patch(0, image);
-      platform.fault = [failing](SectorOp op, int track, int head, int sector) {
-        return op == SectorOp::Write && track == 0 && head == 0 && sector == failing;
-      };
-      {
-        const std::unique_ptr<FileBackend> file = OpenFile(platform, "A:\\HUSLIKE.DST");
-        file->WriteAt(41, "\x01\x02\x03\x04", 4);
-        file->WriteAt(file->Length(), std::string(3000, 'm').data(), 3000);
-        EXPECT_THROW(file->Flush(), RunTimeError);
-        EXPECT_THROW(file->WriteAt(0, "x", 1), RunTimeError);
-      }
-      platform.fault = nullptr;
-      EXPECT_TRUE(test::FsckClean(disc.dir, disc.image)) << failing;
-      EXPECT_EQ(FilesOf(disc).at("HUSLIKE.DST"), stood) << failing;
-    }
-  });
-}
-
 TEST(DosSoundness, LongNamesGoWithTheirFilesAndDatesAreToday) {
   OnFreshThread([] {
     ScriptedDisc disc(ImageFamily::Dos1440, OtherDOS, true);
@@ -176,12 +149,10 @@ TEST(DosSoundness, LongNamesGoWithTheirFilesAndDatesAreToday) {
     const auto before = stamp();
     ASSERT_TRUE(disc.Run("w100>A:\\DATED.DST"));
     const auto after = stamp();
-    const std::string root = disc.Bytes().substr(512 * 19, 224 * 32);
-    const std::string entry = root.substr(root.find("DATED   DST"), 32);
+    const std::string root = disc.Bytes().substr(512 * 19, 224 * 32), entry = root.substr(root.find("DATED   DST"), 32);
     const auto field = [&entry](size_t at) { return Bytes2ToInt(entry.substr(at, 2)) & 0xFFFF; };
     for (const size_t at : {16u, 18u, 24u}) EXPECT_TRUE(field(at) == before.first || field(at) == after.first) << at;
-    EXPECT_TRUE((field(22) & ~31) >= before.second || after.first != before.first);
-    EXPECT_LE(field(22) & ~31, after.second + (after.first != before.first ? 0xFFFF : 0));
+    EXPECT_TRUE(before.first != after.first || ((field(22) & ~31) >= before.second && (field(22) & ~31) <= after.second));
   });
 }
 
