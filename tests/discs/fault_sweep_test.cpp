@@ -89,20 +89,12 @@ class Sweep {
   }
 
   // The listing's result; a listing that throws gives the run-time code, negated.
-  int List() {
-    try {
-      return disc_.List();
-    } catch (const RunTimeError& e) {
-      return -e.Code();
-    }
-  }
+  int List() try { return disc_.List(); } catch (const RunTimeError& e) { return -e.Code(); }
 
   // What the disc holds, in words: "as before", "as done" (the operation whole), or
   // each design named by what it matches ("1st 2nd new ?").
   std::string Describe(const std::vector<std::string>& now, const std::vector<std::string>& done) const {
-    if (now == before_) return "as before";
-    if (now.empty()) return "no design";
-    if (now == done) return "as done";
+    if (now == before_ || now.empty() || now == done) return now == before_ ? "as before" : now.empty() ? "no design" : "as done";
     std::string words;
     for (const std::string& design : now) {
       const auto stood = std::find(before_.begin(), before_.end(), design) - before_.begin();

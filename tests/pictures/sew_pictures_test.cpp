@@ -1,5 +1,6 @@
 // The 1-bit canvas and the SEW pictures shrunk from it: each colour's slots, where the
 // samples fall, the areas the shrinking draws in, and lines that are walks of one pixel.
+// (The PEC pictures' bytes are checked in the PES files they go into.)
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -7,6 +8,7 @@
 #include <random>
 #include <set>
 
+#include "pictures/pec_pictures.h"
 #include "pictures/sew_pictures.h"
 #include "platform/run_time_error.h"
 
@@ -58,14 +60,19 @@ TEST(SewPictures, EachColourFillsItsSlotsAndTheWholeGathersThem) {
   for (int y = 0; y < 22; ++y) EXPECT_TRUE(Lit(pictures.small[1], 3, 0, y)) << y;
   EXPECT_EQ(pictures.small[2], (std::array<uint8_t, 68>{}));  // slots no colour reached stay as they were
   EXPECT_EQ(pictures.large[3], (std::array<uint8_t, 386>{}));
-  for (const int slot : {0, 1, 14}) {
+  // Slots 2 to 13 of a SEW, 0 to 128 of a PEC.
+  const auto code = [](const auto& store) -> int {
     try {
-      StoreSewPictures(canvas, pictures, slot);
-      ADD_FAILURE() << slot;
+      store();
     } catch (const RunTimeError& e) {
-      EXPECT_EQ(e.Code(), kSubscriptOutOfRange);
+      return e.Code();
     }
-  }
+    return 0;
+  };
+  auto pec = std::make_unique<PecPictures>();
+  StorePecPicture(*pec, 128);
+  for (const int slot : {0, 1, 14}) EXPECT_EQ(code([&] { StoreSewPictures(canvas, pictures, slot); }), kSubscriptOutOfRange);
+  EXPECT_EQ(code([&] { StorePecPicture(*pec, 129); }) + code([&] { FramedPecPicture(*pec, -1); }), 2 * kSubscriptOutOfRange);
 }
 
 // The shrinking samples the drawing at steps of 2.6666 and more: a pixel no sample point
@@ -123,10 +130,8 @@ TEST(Canvas, LinesAreWalksOfOnePixelAndBoxesBlacken) {
     CanvasSetPixel(canvas, x1, y1, Ink::Black);
     CanvasLineTo(canvas, x2, y2, Ink::White);
     std::set<std::pair<int, int>> lit;
-    for (int y = 0; y < Canvas::kHeight; ++y) {
-      for (int x = 0; x < Canvas::kWidth; ++x) {
-        if (CanvasGetPixel(canvas, x, y)) lit.insert({x, y});
-      }
+    for (int at = 0; at < Canvas::kWidth * Canvas::kHeight; ++at) {
+      if (CanvasGetPixel(canvas, at % Canvas::kWidth, at / Canvas::kWidth)) lit.insert({at % Canvas::kWidth, at / Canvas::kWidth});
     }
     ASSERT_EQ(lit, walk(x1, y1, x2, y2)) << x1 << "," << y1 << " to " << x2 << "," << y2;
     ASSERT_EQ(canvas.penX, x2);

@@ -1,4 +1,5 @@
-// Nearest-colour matching of thread colours against the four palettes.
+// Nearest-colour matching of thread colours against the four palettes, and the list of
+// a source's unique colours.
 #include <gtest/gtest.h>
 
 #include "conversion/thread_colours.h"
@@ -23,46 +24,22 @@ TEST(Matching, FindsTheNearestEntryAndTheLowerKeyOnATie) {
   EXPECT_EQ(MatchPcmColour(250, 10, 10), 8);
 }
 
-// A source's thread table, as a QEP holds it (count at 103, colours from 113) or a VST
-// (count at 78, colours from 123).
-std::string WithThreads(std::string head, size_t countAt, size_t from, const std::vector<std::string>& colours) {
-  head.replace(countAt, 2, IntToBytes2(static_cast<double>(colours.size())));
-  for (size_t i = 0; i < colours.size(); ++i) head.replace(from + 3 * i, 3, colours[i]);
-  return head;
-}
-
-TEST(Matching, ThePaletteOfADestinationFromASourcesThreadTable) {
-  test::TempDir dir;
-  PlatformState platform;
-  test::WriteBytes(dir / "a.QEP", WithThreads(std::string(512, ' '), 103, 113, {Bytes({0, 0, 0}), Bytes({255, 0, 0})}));
-  BufferedFile source(OpenFile(platform, dir / "a.QEP"));
-  // Red is 71 from PES 28 (254, 55, 15) and 72 from 5 (237, 23, 31).
-  EXPECT_EQ(ChooseThreadPalette(kCodeQep, kCodePes, source), Bytes({20, 28}));
-  EXPECT_EQ(source.Position(), 113 + 6);
-  EXPECT_EQ(ChooseThreadPalette(kCodeQep, kCodeHus, source), Bytes({0, 3}));
-  EXPECT_EQ(ChooseThreadPalette(kCodeQep, kCodeSew, source), Bytes({1, 10}));
-  EXPECT_EQ(ChooseThreadPalette(kCodeQep, kCodePcm, source), Bytes({0, 8}));
-  // No thread table: nothing, and the file where it was.
-  source.Seek(77);
-  EXPECT_EQ(ChooseThreadPalette(kCodeDst, kCodePes, source), "");
-  EXPECT_EQ(source.Position(), 77);
-}
-
+// A VST's thread table (its count at 78, its colours from 123) of 17 colours and the
+// second again: the first sixteen get a place of their own, the seventeenth shares 0, a
+// colour seen before keeps its place. More threads than the list holds is a subscript failure.
 TEST(Matching, UniqueColoursGiveTheFirstSixteenAPlaceOfTheirOwn) {
   test::TempDir dir;
   PlatformState platform;
-  std::vector<std::string> colours;
-  for (int i = 0; i < 17; ++i) colours.push_back(Bytes({i, 2 * i, 3 * i}));
-  colours.push_back(Bytes({1, 2, 3}));  // the second colour again
-  test::WriteBytes(dir / "a.VST", WithThreads(std::string(1024, '\0'), 78, 123, colours));
-  colours.resize(130, Bytes({9, 9, 9}));  // more threads than the list holds
-  test::WriteBytes(dir / "b.VST", WithThreads(std::string(1024, '\0'), 78, 123, colours));
+  std::string vst(1024, '\0');
+  for (int i = 0; i < 18; ++i) vst.replace(123 + 3 * static_cast<size_t>(i), 3, i == 17 ? Bytes({1, 2, 3}) : Bytes({i, 2 * i, 3 * i}));
+  test::WriteBytes(dir / "a.VST", vst.replace(78, 2, IntToBytes2(18)));
+  test::WriteBytes(dir / "b.VST", vst.replace(78, 2, IntToBytes2(130)));
   BufferedFile source(OpenFile(platform, dir / "a.VST")), big(OpenFile(platform, dir / "b.VST"));
   std::array<int16_t, 129> list{};
   const std::string unique = BuildUniqueColours(kCodeVst, source, list);
   EXPECT_EQ(unique.size(), 68u);
   EXPECT_EQ(unique.substr(4, 4), Bytes({0, 1, 2, 3}));
-  EXPECT_EQ(std::vector<int16_t>(list.begin() + 15, list.begin() + 18), (std::vector<int16_t>{15, 0, 1}));  // the 17th shares 0
+  EXPECT_EQ(std::vector<int16_t>(list.begin() + 15, list.begin() + 18), (std::vector<int16_t>{15, 0, 1}));
   EXPECT_EQ(source.Position(), 1024);
   EXPECT_THROW(BuildUniqueColours(kCodeVst, big, list), RunTimeError);
 }
