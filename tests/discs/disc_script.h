@@ -75,7 +75,8 @@ class ScriptedDisc : public DiscImage {
   //       stitches; wWIDE one whose conversion overflows, wNONE no source, wHUS a file of
   //       that extension (a closed format, an unknown one ...); "*k" k times; ">NAME" to there
   //   dL  deletes line L    rL  reads it, "rL~k" as the stitches of the script's k-th write
-  //   pT.H.S+O:HEX  puts bytes on the image    PNAME:N  a file of N bytes on a DOS disc
+  //   pT.H.S+O:HEX  puts bytes on the image    PNAME:N  a file of N bytes on a DOS disc,
+//       "PNAME:N:TEXT" of this text ('_' for a blank) and blanks
   // An operation that fails must leave the image as it was, a read no file, a write no
   // working file.
   ::testing::AssertionResult Run(const std::string& script) {
@@ -117,7 +118,10 @@ class ScriptedDisc : public DiscImage {
           BindDriveImage(0, image);
           break;
         case 'P': {
-          const std::string bytes(std::stoul(arg.substr(colon + 1)), 'x');
+          const size_t text = arg.find(':', colon + 1);
+          std::string bytes = text == std::string::npos ? std::string(std::stoul(arg.substr(colon + 1)), 'x') : arg.substr(text + 1);
+          std::replace(bytes.begin(), bytes.end(), '_', ' ');
+          bytes.resize(std::stoul(arg.substr(colon + 1)), ' ');
           const std::unique_ptr<FileBackend> file = OpenFile(ThreadSharedRecord().platform, "A:\\" + arg.substr(0, colon));
           file->WriteAt(0, bytes.data(), bytes.size());
           file->Flush();

@@ -39,7 +39,6 @@ TEST(Preview, FrameKeepsTheProportionWithinTheSize) {
   EXPECT_EQ(std::tuple(wide.width, wide.height, wide.margin), std::tuple(400, static_cast<int>(std::ceil(500 * 0.379)) + 21, 10));
   EXPECT_EQ(std::tuple(wide.X(-500), wide.X(500), wide.Y(-200)), std::tuple(10.0, 389.0, 10.0));
   EXPECT_EQ(std::tuple(point.width, point.height, point.X(0), point.Y(0)), std::tuple(100, 100, 50.0, 50.0));
-  EXPECT_EQ(FramePreview({0, 0, 100, 800}, 200).height, 200);
 }
 
 // A 20 x 10 mm box in one colour, then a zigzag in a second after a 15 mm jump: the
