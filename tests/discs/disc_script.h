@@ -76,7 +76,8 @@ class ScriptedDisc : public DiscImage {
   //       that extension (a closed format, an unknown one ...); "*k" k times; ">NAME" to there
   //   dL  deletes line L    rL  reads it, "rL~k" as the stitches of the script's k-th write
   //   pT.H.S+O:HEX  puts bytes on the image    PNAME:N  a file of N bytes on a DOS disc,
-//       "PNAME:N:TEXT" of this text ('_' for a blank) and blanks
+//       "PNAME:N:TEXT" of this text ('_' for a blank) and blanks; MNAME:N the same put by
+//       mtools, under a long name if NAME is one
   // An operation that fails must leave the image as it was, a read no file, a write no
   // working file.
   ::testing::AssertionResult Run(const std::string& script) {
@@ -117,6 +118,14 @@ class ScriptedDisc : public DiscImage {
           WriteBytes(image, Patched(before, token));
           BindDriveImage(0, image);
           break;
+        case 'M': {
+          std::string name = arg.substr(0, colon);
+          std::replace(name.begin(), name.end(), '_', ' ');
+          WriteBytes(dir / name, std::string(std::stoul(arg.substr(colon + 1)), 'x'));
+          Mtools(dir, "mcopy -i " + image + " '" + (dir / name) + "' ::");
+          BindDriveImage(0, image);
+          break;
+        }
         case 'P': {
           const size_t text = arg.find(':', colon + 1);
           std::string bytes = text == std::string::npos ? std::string(std::stoul(arg.substr(colon + 1)), 'x') : arg.substr(text + 1);

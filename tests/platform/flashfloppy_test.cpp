@@ -58,12 +58,8 @@ TEST(FlashFloppy, AUsersFileIsMergedInto) {
   std::filesystem::create_directory(dir / "FF");
   EXPECT_EQ(FlashFloppyConfigPath(dir / "a.fmc.img"), (std::filesystem::path(dir / "FF") / "IMG.CFG").string());
   test::WriteBytes(dir / "IMG.CFG", "[other]\nsecs = 9\n");
-  for (const DiscFamily family : {DiscFamily::Zsk, DiscFamily::Fmc, DiscFamily::Fdr3, DiscFamily::Zsk, DiscFamily::Dos}) {
-    ASSERT_FALSE(MergeFlashFloppyConfig(dir / "IMG.CFG", family));
-  }
-  EXPECT_EQ(test::ReadBytes(dir / "IMG.CFG"), "[other]\nsecs = 9\n\n" + FlashFloppySectionText(DiscFamily::Zsk) + "\n" +
-                                                  FlashFloppySectionText(DiscFamily::Fmc) + "\n" +
-                                                  FlashFloppySectionText(DiscFamily::Fdr3));
+  for (const DiscFamily family : {DiscFamily::Zsk, DiscFamily::Dos}) ASSERT_FALSE(MergeFlashFloppyConfig(dir / "IMG.CFG", family));
+  EXPECT_EQ(test::ReadBytes(dir / "IMG.CFG"), "[other]\nsecs = 9\n\n" + FlashFloppySectionText(DiscFamily::Zsk));
   // What isn't a text is left alone.
   test::WriteBytes(dir / "BIN.CFG", std::string("\x00\x01", 2));
   std::string why;

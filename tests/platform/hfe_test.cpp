@@ -117,10 +117,10 @@ TEST(Hfe, ImagesGoIntoTheirTracksAndComeBackByteForByte) {
   // The 1.44 MB image plays at high density.
   EXPECT_EQ(test::ReadBytes(dir / "random.hfe").substr(9, 8), Bytes({80, 2, 0, 0xF4, 0x01, 0x2C, 0x01, 0x01}));
 
-  // An HFE made elsewhere whose sides hold their sectors in the order 1, 4, 7 ... 14
-  // gives the same image; so do the same tracks turned by a number of cells that is no
-  // whole byte, so that the index falls inside the sixth sector's data, which then runs
-  // across the index: a reader syncs on the cells.
+  // An HFE made elsewhere whose sides hold their sectors in the order 1, 4, 7 ... 14,
+  // turned by a number of cells that is no whole byte so that the index falls inside the
+  // sixth sector's data, which then runs across it, gives the same image: a reader finds
+  // sectors by their ids and syncs on the cells.
   const std::string zsk = Random(655360, 99);
   HfeImage shuffled;
   shuffled.cylinders.resize(80);
@@ -135,8 +135,7 @@ TEST(Hfe, ImagesGoIntoTheirTracksAndComeBackByteForByte) {
       shuffled.cylinders[c][h] = EncodeMfmTrack(sectors, TrackLayoutFor(16, 256, 6250));
     }
   }
-  HfeImage turned = shuffled;
-  for (auto& cylinder : turned.cylinders) {
+  for (auto& cylinder : shuffled.cylinders) {
     for (auto& cells : cylinder) {
       const std::vector<uint8_t> was = cells;
       const size_t total = was.size() * 8, by = (146 + 5 * 381 + 200) * 16 + 5;
@@ -146,12 +145,10 @@ TEST(Hfe, ImagesGoIntoTheirTracksAndComeBackByteForByte) {
       }
     }
   }
-  for (const HfeImage* other : {&shuffled, &turned}) {
-    test::WriteBytes(dir / "other.hfe", WriteHfe(*other));
-    std::string why;
-    ASSERT_FALSE(ImportHfe(dir / "other.hfe", dir / "other.img", &why)) << why;
-    EXPECT_EQ(test::ReadBytes(dir / "other.img"), zsk);
-  }
+  test::WriteBytes(dir / "other.hfe", WriteHfe(shuffled));
+  std::string why;
+  ASSERT_FALSE(ImportHfe(dir / "other.hfe", dir / "other.img", &why)) << why;
+  EXPECT_EQ(test::ReadBytes(dir / "other.img"), zsk);
 }
 
 // A damaged or foreign HFE is refused with its reason, and the image it would have
@@ -174,9 +171,7 @@ TEST(Hfe, DamagedFilesAreRefusedAndNothingIsLost) {
       {damaged, "cylinder 5 head 1 sector 3 can't be read", DiscErrc::SectorFailed},
       {good.substr(0, good.size() - 512 * 30), "runs past its end", DiscErrc::NoGeometry},
       {"HXCHFEV3" + good.substr(8), "version 3", DiscErrc::NoGeometry},
-      {good.substr(0, 8) + std::string(2, '\0') + good.substr(10), "0 tracks", DiscErrc::NoGeometry},
       {good.substr(0, 11) + '\x02' + good.substr(12), "not IBM MFM", DiscErrc::NoGeometry},
-      {good.substr(0, 18) + "\xFF\x7F" + good.substr(20), "track table", DiscErrc::NoGeometry},
       {"short", "no HXCPICFE", DiscErrc::NoGeometry},
       {good.substr(0, 1024) + test::RandomBytes(random, good.size() - 1024), "geometry of no disc family", DiscErrc::NoGeometry},
   };
