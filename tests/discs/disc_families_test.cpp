@@ -250,9 +250,10 @@ const Case kCases[] = {
      {{"lines", "STAR.DST          100 - (STAR RIGHT  )|A.VST              10" + Z(17, ' ') + "|B.QEP              10" + Z(17, ' ') +
                     "|C.JEF              10" + Z(17, ' ') + "|D.SEW           -3722" + Z(17, ' ') + "|E.DSK               0 - (" + Z(12, ' ') + ")"},
       {"free", std::to_string(static_cast<int32_t>(243000 - (812 + 1054 + 562 + 120 + 100 + 512) / 3.0))}}},
-    // HUS goes through the design-file service, which can't write it here; a name no
-    // format knows holds what the conversion wrote for it, as a DST: 512 + 3 x 12 bytes.
-    {"DOS refusals", kDos, "wVIP>A:\\A.DST=2 wNONE>A:\\A.DST=2 w10>A:\\A.HUS=1001 w10>A:\\A.XYZ",
+    // SHV goes through the design-file service, which reads it but does not write it; a
+    // HUS it writes; a name no format knows holds what the conversion wrote for it, as a
+    // DST: 512 + 3 x 12 bytes.
+    {"DOS refusals", kDos, "wVIP>A:\\A.DST=2 wNONE>A:\\A.DST=2 w10>A:\\A.SHV=1001 w10>A:\\A.XYZ w10>A:\\A.HUS",
      {{"0.0.8+0", "A       XYZ"}, {"0.0.8+28", IntToBytes4(512 + 3 * 12)}}},
     // 730,112 bytes free: the filler takes 671 clusters of 1024, leaving 42; 1.44 MB:
     // 1,457,664 bytes, 2763 clusters of 512 taken, 84 left. A design takes 5 or 10.

@@ -3,11 +3,11 @@
 // design-file service's six-step sequence and its disc functions on a 720 KB image.
 #include <gtest/gtest.h>
 
+#include "conversion/convert.h"
 #include "platform/drives.h"
 #include "services/design_file_service.h"
 #include "services/sector_service.h"
 #include "tavlin/tavlin.h"
-#include "conversion/convert.h"
 #include "test_support.h"
 
 namespace tavlin {

@@ -57,7 +57,7 @@ TEST(DosDesigns, TheLastReadsNamesStayForTheClassAndGoForTheLibrary) {
     ASSERT_EQ(DosRead(shared, dir / "a.DST", dir / "a.QEP"), 0);
     EXPECT_EQ(shared.LastDosReadName, dir / "a.DST");
     EXPECT_EQ(shared.HusSourceName, "");
-    shared.ReadsOtherWriters = true;
+    shared.AsOtherProgramsDo = true;
     ASSERT_EQ(DosRead(shared, dir / "a.DST", dir / "b.QEP"), 0);
     EXPECT_EQ(shared.LastDosReadName, "");
     // A HUS written from a QEP takes its thread colours behind zero bytes.
