@@ -45,11 +45,11 @@ Check t.DeleteFromDisc(0, "", -1) = 3, "DeleteFromDisc with FormatType -1"
 ' The members that need no disc and give nothing back run without error.
 t.SaveTheVector
 t.RestoreTheVector
-' The closed design-file library isn't on this system: ConvertFile gives its 1001, and
-' Format720, which goes through it, False.
+' The design-file service is ours now: it reads HUS and SHV but writes no SHV, so
+' ConvertFile to SHV gives its 1001; Format720, which goes through it, gives False here.
 Dim sh : Set sh = CreateObject("WScript.Shell")
 Dim samples : samples = Replace(sh.ExpandEnvironmentStrings("%TAVLIN_SAMPLES%"), Chr(0), "")
-Check t.ConvertFile(samples & "\Star.HUS", "Z:\no\such\Star.DST") = 1001, "ConvertFile without the design-file library"
+Check t.ConvertFile(samples & "\Star.DST", "Z:\no\such\Star.SHV") = 1001, "ConvertFile to SHV, which the service does not write"
 Check t.ConvertFile("Z:\no\such\Star.HUS", "Z:\no\such\Star.DST") = 53, "ConvertFile of a missing file"
 Check TypeName(t.Format720()) = "Boolean", "Format720 gives a " & TypeName(t.Format720())
 Check Not t.Format720(), "Format720 without the design-file library was True"
