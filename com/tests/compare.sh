@@ -11,6 +11,16 @@ cd "$build/test"
 rm -rf cli && mkdir cli
 fail() { echo "com-test: $*" >&2; exit 1; }
 same() { cmp -s "$1" "$2" || fail "$1 differs from the tavlin command's $2"; }
+# A design file of the DST family: the label's tag is where the faces differ (the class
+# tags it with its working file's format, the command with the file's own); the rest,
+# from byte 21 on, is the same.
+same_design() {
+  if [ "$(head -c 3 "$1" | tr -d "\\0")" = "LA:" ] && [ "$(head -c 3 "$2" | tr -d "\\0")" = "LA:" ]; then
+    cmp -s <(tail -c +21 "$1") <(tail -c +21 "$2") || fail "$1 differs from the tavlin command's $2"
+  else
+    same "$1" "$2"
+  fi
+}
 listed() {  # the server's listing line of a family, as the script printed it
   tr -d '\r' < discs.out | grep "^FILES $1 " | sed "s/^FILES $1 //; s/|\$//"
 }
@@ -45,15 +55,15 @@ cmp -s dos-format18.img dos-format3.img && cmp -s dos-format5.img dos-format3.im
 "$tavlin" disc write cli/dos.img "$samples/Star.DST" --as STAR.DSB >/dev/null
 mcopy -n -i dos-written.img ::STAR.DSB cli/server-STAR.DSB
 mcopy -n -i cli/dos.img ::STAR.DSB cli/STAR.DSB
-same cli/server-STAR.DSB cli/STAR.DSB
+same_design cli/server-STAR.DSB cli/STAR.DSB
 "$tavlin" disc identify dos-written.img | grep -q "STAR.DSB" || fail "the command doesn't list STAR.DSB on the server's DOS image"
 "$tavlin" disc read dos-written.img STAR.DSB cli/dos-read.DST >/dev/null
-same dos-read.DST cli/dos-read.DST
+same_design dos-read.DST cli/dos-read.DST
 mkdir -p cli/folder cli/machine cli/progress
 "$tavlin" disc write cli/folder "$samples/Star.DST" --as STAR.KSM >/dev/null
-same folder-b/STAR.KSM cli/folder/STAR.KSM
+same_design folder-b/STAR.KSM cli/folder/STAR.KSM
 "$tavlin" disc write cli/machine "$samples/Star.DST" --as STAR.EXP >/dev/null
-same machine-a/STAR.EXP cli/machine/STAR.EXP
+same_design machine-a/STAR.EXP cli/machine/STAR.EXP
 "$tavlin" disc write cli/progress big.DST --as BIG.DSB >/dev/null
-same progress/BIG.DSB cli/progress/BIG.DSB
+same_design progress/BIG.DSB cli/progress/BIG.DSB
 echo "com-test: FMC, FDR3 and ZSK images, listings and read-backs, and every DOS file match the tavlin command's"
